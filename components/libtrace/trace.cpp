@@ -1,0 +1,3 @@
+#include "libtrace/trace.h"
+
+TraceObject* g_traceObject = nullptr;
