@@ -1,0 +1,54 @@
+# Libraries, headers, the CMake package (find_package(trel 1 CONFIG): trel::trel, trel::udp) and the pkg-config files.
+
+include_guard(GLOBAL)
+include(CMakePackageConfigHelpers)
+
+set(trel_cmake_dir "${CMAKE_INSTALL_LIBDIR}/cmake/trel")
+set(trel_installed trel trel_boost trel_platform_trace trel_platform_framework)
+if(TARGET trelUdp)
+  list(APPEND trel_installed trelUdp)
+endif()
+
+# The libraries lie in one folder and find each other there, wherever that folder is.
+foreach(target IN LISTS trel_installed)
+  get_target_property(type ${target} TYPE)
+  if(type STREQUAL "SHARED_LIBRARY")
+    set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN")
+  endif()
+endforeach()
+
+install(TARGETS ${trel_installed} EXPORT trelTargets
+  LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
+  ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}")
+install(EXPORT trelTargets NAMESPACE trel:: DESTINATION "${trel_cmake_dir}")
+
+# Headers by name: a private header next to them is not installed by being there.
+get_target_property(trel_public_headers trel TREL_PUBLIC_HEADERS)
+foreach(header IN LISTS trel_public_headers)
+  install(FILES "${trel_SOURCE_DIR}/components/trel/${header}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/trel")
+endforeach()
+if(TARGET trelUdp)
+  install(FILES "${trel_SOURCE_DIR}/components/trelUdp/trelUdp.h" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/trelUdp")
+endif()
+if(TREL_PLATFORM STREQUAL "standin")
+  install(FILES "${trel_SOURCE_DIR}/components/libtrace/include/libtrace/trace.h"
+          DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/libtrace")
+  install(FILES "${trel_SOURCE_DIR}/components/libframework/include/libframework/util.h"
+          DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/libframework")
+endif()
+
+configure_package_config_file("${trel_SOURCE_DIR}/cmake/trelConfig.cmake.in" "${trel_BINARY_DIR}/trelConfig.cmake"
+  INSTALL_DESTINATION "${trel_cmake_dir}" NO_SET_AND_CHECK_MACRO)
+write_basic_package_version_file("${trel_BINARY_DIR}/trelConfigVersion.cmake"
+  VERSION "${trel_VERSION}" COMPATIBILITY SameMajorVersion)
+install(FILES "${trel_BINARY_DIR}/trelConfig.cmake" "${trel_BINARY_DIR}/trelConfigVersion.cmake"
+  DESTINATION "${trel_cmake_dir}")
+
+# The prefix in a .pc file is told from where the file lies, so the installed tree may be moved.
+file(RELATIVE_PATH trel_pc_to_prefix "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
+foreach(library IN ITEMS trel trelUdp)
+  if(TARGET ${library})
+    configure_file("${trel_SOURCE_DIR}/cmake/${library}.pc.in" "${trel_BINARY_DIR}/${library}.pc" @ONLY)
+    install(FILES "${trel_BINARY_DIR}/${library}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+  endif()
+endforeach()

@@ -32,10 +32,13 @@ elseif(TREL_PLATFORM STREQUAL "system")
     string(TOUPPER "${name}" NAME)
     add_library(trel_platform_${name} INTERFACE)
     add_library(trel_platform::${name} ALIAS trel_platform_${name})
+    add_library(trel::${name} ALIAS trel_platform_${name})  # its name in the installed package
     set_target_properties(trel_platform_${name} PROPERTIES EXPORT_NAME ${name})
     target_include_directories(trel_platform_${name} SYSTEM INTERFACE
                                "$<BUILD_INTERFACE:${TREL_${NAME}_INCLUDE_DIR}>")
-    target_link_libraries(trel_platform_${name} INTERFACE "${TREL_${NAME}_LIBRARY}")
+    # By file in this tree, by name once installed: the system that the package is used on has it somewhere of its own.
+    target_link_libraries(trel_platform_${name} INTERFACE
+                          "$<BUILD_INTERFACE:${TREL_${NAME}_LIBRARY}>" "$<INSTALL_INTERFACE:${name}>")
   endforeach()
 
 else()
