@@ -1,3 +1,4 @@
+# shellcheck shell=bash disable=SC2034
 # Shared by the scripts of this folder; read with `source`, not run.
 
 set -euo pipefail
