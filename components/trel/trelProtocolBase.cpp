@@ -1,0 +1,717 @@
+#include "trel/trelProtocolBase.h"
+
+#include <arpa/inet.h>
+#include <time.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "trel/trelHookOverride.h"
+#include "trel/trelPropertyLifetime.h"
+#include "trel/trelResultText.h"
+#include "trel/trelTraceGate.h"
+#include "trel/trelWire.h"
+
+using namespace trelWire;
+
+namespace {
+
+// Answers of the sequence check that have no constant among the result codes.
+constexpr int RESULT_NO_CONTEXT = 16;
+constexpr int RESULT_BAD_ADDRESS = 17;
+
+// Lends a list that an engine keeps between calls to a message for the time of one call, so that a warm engine allocates
+// nothing. The list is out of the engine meanwhile: a nested call finds an empty one and grows its own.
+class BorrowedList {
+ public:
+  BorrowedList(std::vector<TrelProperty*>& kept, std::vector<TrelProperty*>& user) : kept_(kept), user_(user) {
+    user_.swap(kept_);
+  }
+  BorrowedList(const BorrowedList&) = delete;
+  BorrowedList& operator=(const BorrowedList&) = delete;
+  ~BorrowedList() {
+    user_.clear();
+    if (user_.capacity() > kept_.capacity()) user_.swap(kept_);
+  }
+
+ private:
+  std::vector<TrelProperty*>& kept_;
+  std::vector<TrelProperty*>& user_;
+};
+
+// Takes the reply out while it is processed: a hook that sends a request of its own gets another reply into the engine's
+// buffer. Puts it back afterwards, unless that has happened.
+class TakenReply {
+ public:
+  explicit TakenReply(std::string& buffer) : buffer_(buffer) { reply_.swap(buffer_); }
+  TakenReply(const TakenReply&) = delete;
+  TakenReply& operator=(const TakenReply&) = delete;
+  ~TakenReply() {
+    if (buffer_.empty()) buffer_.swap(reply_);
+  }
+  const std::string& bytes() const { return reply_; }
+
+ private:
+  std::string& buffer_;
+  std::string reply_;
+};
+
+void mark(TRELResponse& response, int result) { response.result = static_cast<TrelResult>(result); }
+
+// An answer that carries no values: a failure, its position, and nothing else.
+void answerFailure(TRELResponse& response, int result, int position) {
+  mark(response, result);
+  response.errorTlvIndex = static_cast<unsigned short>(position);
+  response.properties.clear();
+}
+
+}  // namespace
+
+// ----- EventValueTable -------------------------------------------------------------------------------------------------------
+
+EventValueTable::EventValueTable(bool isCommon, int numberOfValues, unsigned int number)
+    : common(isCommon),
+      size(numberOfValues),
+      tableNbr(number),
+      values(new unsigned long long[static_cast<std::size_t>(std::max(numberOfValues, 0))]()) {}
+
+EventValueTable::~EventValueTable() { delete[] values; }
+
+bool EventValueTable::has(int index) const { return index >= 0 && index < size; }
+
+unsigned long long EventValueTable::getValue(int index) const { return has(index) ? values[index] : 0; }
+
+bool EventValueTable::setValue(int index, unsigned long long value) {
+  if (!has(index)) return false;
+  values[index] = value;
+  return true;
+}
+
+unsigned long long* EventValueTable::getValuePtr(int index) { return has(index) ? values + index : nullptr; }
+
+int EventValueTable::getSize() const { return size; }
+
+bool EventValueTable::getCommon() const { return common; }
+
+int EventValueTable::getTableNbr() const { return static_cast<int>(tableNbr); }
+
+// ----- life and hooks of the engine ------------------------------------------------------------------------------------------
+
+TrelProtocolBase::TrelProtocolBase() : TrelProtocolBase(true) {}
+
+TrelProtocolBase::TrelProtocolBase(bool reply) : replyOnHeaderError(reply), eventTables{}, messageIdCounter(0) {
+  // The object is not complete yet, so this reaches the base hook and makes no tables. The application calls it again.
+  initEvents();
+}
+
+TrelProtocolBase::~TrelProtocolBase() {
+  for (EventValueTable*& table : eventTables) {
+    delete table;
+    table = nullptr;
+  }
+}
+
+bool TrelProtocolBase::initEventsCore() {
+  TREL_DEBUG1("[DEBUG1] %s:%d (%s) - created no event tables because subclass did not provided method", TREL_HERE);
+  return true;
+}
+
+bool TrelProtocolBase::handleTrelMsgOld(OldStyleProperty*, bool) { return false; }
+
+int TrelProtocolBase::checkTlvOld(OldStyleProperty*, bool) const { return RESULT_GENERAL_ERROR; }
+
+int TrelProtocolBase::eventHandlerOld(TRELTlv*, TRELTlv*, bool) { return 0; }
+
+unsigned short TrelProtocolBase::getNewMessageId() { return ++messageIdCounter; }
+
+bool TrelProtocolBase::amiMessageHandler(std::vector<TrelProperty*>) { return false; }
+
+void TrelProtocolBase::registerObject(TrelObject* object) { objects.push_back(object); }
+
+// The first registered object that knows the OID has it. By index: a hook may register an object meanwhile.
+TrelProperty* TrelProtocolBase::findProperty(unsigned int oid) {
+  for (std::size_t i = 0; i < objects.size(); ++i) {
+    if (TrelProperty* property = objects[i]->getPropFromOID(oid)) return property;
+  }
+  return nullptr;
+}
+
+// ----- one datagram in -------------------------------------------------------------------------------------------------------
+
+int TrelProtocolBase::handleTrelMsg(int length, const char* buffer, const char* senderIp) {
+  const std::string sender = senderIp != nullptr ? senderIp : "";
+  TREL_DEBUG2("[DEBUG2] %s:%d (%s) - handling trel msg of length %i", TREL_HERE, length);
+  if (length < TREL_HEADER_LEN) {
+    TREL_ERROR("[ERROR] %s:%d (%s) - received message is to small for even a message header!", TREL_HERE);
+    return 0;
+  }
+
+  TRELMessage message(sender);
+  const int result = message.deserialize(buffer, length);
+
+  TRELResponse response(sender);
+  const BorrowedList answered(responseList, response.properties);
+  response.action = message.action == TREL_ACTION_READ ? TREL_ACTION_READ_RESPONSE : TREL_ACTION_WRITE_RESPONSE;
+  response.msgId = message.msgId;
+  mark(response, result);
+  TREL_DEBUG2("[DEBUG2] %s:%d (%s) - TREL message: id %u, action %d, length %d", TREL_HERE, message.msgId,
+              message.action, length);
+
+  switch (result) {
+    case RESULT_WRONG_MAGIC:
+      // Not of this protocol: ignored on purpose, and handled as far as the caller is concerned.
+      TREL_DEBUG1("[DEBUG1] %s:%d (%s) - magic number is incorrect!, returning true", TREL_HERE);
+      return 1;
+    case RESULT_PROTOCOL_VERSION_MISMATCH:
+      TREL_ERROR("[ERROR] %s:%d (%s) - protocol mismatch!", TREL_HERE);
+      return replyOnHeaderError ? sendMsg(response) : 0;
+    case RESULT_INVALID_ACTION:
+      TREL_ERROR("[ERROR] %s:%d (%s) - invalid action received!", TREL_HERE);
+      return replyOnHeaderError ? sendMsg(response) : 0;
+    default:
+      break;
+  }
+
+  switch (message.action) {
+    case TREL_ACTION_READ:
+    case TREL_ACTION_WRITE:
+      return handleRequest(length, buffer, response);
+    case TREL_ACTION_READ_RESPONSE:
+    case TREL_ACTION_WRITE_RESPONSE:
+      return handleResponse(length, buffer);
+    case TREL_ACTION_AMI:
+      return handleAmi(length, buffer);
+    default:
+      return 0;
+  }
+}
+
+// ----- the sequence of a sender ----------------------------------------------------------------------------------------------
+
+namespace {
+
+// What the process remembers of one sender, for as long as it lives.
+struct SenderContext {
+  std::string address;  // empty: free
+  unsigned char seen = 0;
+  unsigned short lastId = 0;
+};
+
+// Never destroyed: an engine may be used until the process ends.
+SenderContext* senderContexts() {
+  static SenderContext* const contexts = new SenderContext[TREL_SENDER_CONTEXTS];
+  return contexts;
+}
+
+SenderContext* findContext(const std::string& address) {
+  SenderContext* const first = senderContexts();
+  SenderContext* const last = first + TREL_SENDER_CONTEXTS;
+  SenderContext* const found =
+      std::find_if(first, last, [&](const SenderContext& context) { return context.address == address; });
+  return found != last ? found : nullptr;
+}
+
+}  // namespace
+
+int TrelProtocolBase::checkMsgId(const TRELMessage* message, std::string senderIp) {
+  TREL_DEBUG3("[DEBUG3] %s:%d (%s) - IpAdress being verified : %s\n", TREL_HERE, senderIp.c_str());
+  if (senderIp.empty()) {
+    TREL_WARNING("[WARNING] %s:%d (%s) - IP Address received is NULL", TREL_HERE);
+  } else {
+    in_addr parsed{};
+    if (inet_pton(AF_INET, senderIp.c_str(), &parsed) != 1) return RESULT_BAD_ADDRESS;
+  }
+
+  // The key is the text. An empty one finds the first free context and uses it without claiming it, so the sender that claims
+  // it later inherits what was remembered.
+  SenderContext* context = findContext(senderIp);
+  if (context == nullptr) {
+    context = findContext(std::string());
+    if (context == nullptr) {
+      TREL_WARNING("[WARNING] %s:%d (%s) - Total IP contexts that can be verified is %d", TREL_HERE,
+                   TREL_SENDER_CONTEXTS);
+      return RESULT_NO_CONTEXT;
+    }
+    context->address = senderIp;
+  }
+
+  const unsigned short id = message->msgId;
+  if (context->seen == 0) {
+    context->seen = 1;
+    context->lastId = id;
+    return RESULT_OK;
+  }
+  if (context->lastId == id) {
+    TREL_WARNING("[WARNING] %s:%d (%s) - Duplicate message msgId=%d", TREL_HERE, id);
+    return RESULT_DUPLICATE_MSG;
+  }
+  const int expected = context->lastId + 1;
+  context->lastId = id;
+  if (static_cast<unsigned short>(expected) == id) return RESULT_OK;
+  // Told before the wrap to 16 bits: after 65535 the line says 65536.
+  TREL_WARNING("[WARNING] %s:%d (%s) - Messages with msgId in range %d -> %d were lost", TREL_HERE, expected, id);
+  return RESULT_LOST_MSG;
+}
+
+// ----- requests --------------------------------------------------------------------------------------------------------------
+
+int TrelProtocolBase::handleRequest(int length, const char* buffer, TRELResponse& response) {
+  OldStyleList oldStyle;
+  if (length < TREL_HEADER_LEN) {  // not by way of handleTrelMsg, which has looked
+    TREL_ERROR("[ERROR] %s:%d (%s) - received request of %d bytes is shorter than its header", TREL_HERE, length);
+    return refuse(response, RESULT_WRONG_LEN, 0, oldStyle);
+  }
+  TRELRequest request(response.sender);
+  const BorrowedList named(requestList, request.properties);
+
+  mark(response, request.deserialize(buffer, length));
+  // A duplicate or a gap is executed all the same; only the answer says so. So is a sender that cannot be followed.
+  mark(response, checkMsgId(&request, response.sender));
+
+  const int cutOff = resolveTlvs(request, oldStyle);
+  int position = 0;
+  int refusal = request.checkTlvs(position, this);
+  if (refusal == RESULT_OK && cutOff != RESULT_OK) {  // an earlier TLV that fails is reported first
+    refusal = cutOff;
+    position = request.countTlvs(0);
+    TREL_ERROR("[ERROR] %s:%d (%s) - %s in TLV %d, which the end of the datagram cuts off", TREL_HERE,
+               trelResultText(refusal), position);
+  }
+  if (refusal != RESULT_OK) return refuse(response, refusal, position, oldStyle);
+
+  TREL_DEBUG3("[DEBUG3] %s:%d (%s) - TREL %s message: length %d, %d tlvs", TREL_HERE,
+              request.action == TREL_ACTION_WRITE ? "Write" : "Read", length, request.countTlvs(0));
+  if (request.action == TREL_ACTION_WRITE) {
+    executeWrite(request, response);
+  } else {
+    executeRead(request, response, oldStyle);
+  }
+
+  const int sent = sendMsg(response);
+  oldStyle.clear();
+  TREL_DEBUG2("[DEBUG2] %s:%d (%s) - request handled: %s", TREL_HERE, sent != 0 ? "success" : "failed");
+  return sent;
+}
+
+// Gives the request one property for each TLV, in order, and lets the owning objects refresh their values. Ends at a TLV that
+// the datagram's end cuts off and returns what the request is refused with for it, RESULT_OK when all are whole.
+int TrelProtocolBase::resolveTlvs(TRELRequest& request, OldStyleList& oldStyle) {
+  static constexpr char FUNCTION[] = "handleRequest";
+  ByteReader datagram = tlvArea(request.buffer, request.bufferLen, request.headerLen);
+  while (!datagram.atEnd()) {
+    const TlvView tlv = nextTlv(datagram);
+    if (tlv.cut == TlvView::NO_HEAD) return RESULT_WRONG_LEN;
+
+    TrelProperty* property = findProperty(tlv.oid);
+    if (property == nullptr) {
+      if (tlv.cut == TlvView::NO_VALUE) return RESULT_WRONG_LEN;
+      TREL_DEBUG2("[DEBUG2] %s:%d (%s) - %i not found in trelObjects, adding old style, making property for it\n",
+                  __FILE__, __LINE__, FUNCTION, tlv.oid);
+      // The record is only read; the constructor's parameter is not const for the application's sake.
+      auto* record = reinterpret_cast<trel_tlv*>(const_cast<char*>(tlv.start));
+      oldStyle.push_back(std::make_unique<OldStyleProperty>(record, false));
+      request.addProperty(oldStyle.back().get());
+      continue;
+    }
+
+    TREL_DEBUG2("[DEBUG2] %s:%d (%s) - prop adding: type %i, oid %x", __FILE__, __LINE__, FUNCTION, property->getType(),
+                property->getOid());
+    refreshValue(property);
+    // A read uses the OID alone, so a missing value does not matter to it.
+    if (tlv.cut == TlvView::NO_VALUE && request.action == TREL_ACTION_WRITE)
+      return refusalOfCutWrite(property, tlv.start);
+    request.addProperty(property);
+  }
+  return RESULT_OK;
+}
+
+// A write whose value is missing: its form and its access are judged as ever, and the length where the value would be.
+int TrelProtocolBase::refusalOfCutWrite(TrelProperty* property, const char* tlvHead) {
+  if (const unsigned int badOid = TrelObjectId(tlvOid(tlvHead)).result) return static_cast<int>(badOid);
+  if (const int badForm = property->checkBuffer(tlvHead, false)) return badForm;
+  return property->accessType == IFC_CARD_VAR_READ_ONLY ? RESULT_READ_ONLY : RESULT_WRONG_LEN;
+}
+
+// Runs for every property that a request names, before anything is checked.
+void TrelProtocolBase::refreshValue(TrelProperty* property) {
+  if (property->object == nullptr || !trelHook::overridesUpdate(*property->object)) return;
+  const bool succeeded = property->object->update(property, property->row);
+  TREL_DEBUG2("[DEBUG2] %s:%d (%s) - update() call %s for %s, row %d", __FILE__, __LINE__, "handleRequest",
+              succeeded ? "succeeded" : "failed\n", property->str().c_str(), property->row);
+}
+
+// This exit differs from the good one: the answer carries no properties, "request handled" is not logged, and the old-style
+// properties are not deleted but stay alive until the next request is refused.
+int TrelProtocolBase::refuse(TRELResponse& response, int result, int position, OldStyleList& oldStyle) {
+  answerFailure(response, result, position);
+  refusedOldStyle.swap(oldStyle);
+  oldStyle.clear();  // those of the former refused request
+  return sendMsg(response);
+}
+
+// A write's answer never carries properties, and has no limit to keep.
+void TrelProtocolBase::executeWrite(TRELRequest& request, TRELResponse& response) {
+  if (!request.deserializeTlvs(this)) answerFailure(response, RESULT_CANNOT_EXEC, 0);
+}
+
+void TrelProtocolBase::executeRead(const TRELRequest& request, TRELResponse& response, const OldStyleList& oldStyle) {
+  response.properties = request.properties;
+  for (std::size_t i = 0; i < oldStyle.size(); ++i) {
+    // The base version refuses the first one, at position 0.
+    if (!handleTrelMsgOld(oldStyle[i].get(), false)) {
+      answerFailure(response, RESULT_CANNOT_EXEC, static_cast<int>(i));
+      break;
+    }
+  }
+  if (response.headerLen + response.sizeOfTlvs() > TREL_MAX_READ_RESPONSE_LEN)
+    answerFailure(response, RESULT_TOO_LONG, 0);
+}
+
+// ----- responses and autonomous messages -------------------------------------------------------------------------------------
+
+int TrelProtocolBase::handleResponse(int length, const char* buffer) {
+  if (length < TREL_RESPONSE_HEADER_LEN) {
+    TREL_ERROR("[ERROR] %s:%d (%s) - received response of %d bytes is shorter than its header", TREL_HERE, length);
+    return 0;
+  }
+  TRELResponse response((std::string()));
+  response.deserialize(buffer, length);
+  switch (response.result) {
+    case RESULT_OK:
+      break;
+    case RESULT_DUPLICATE_MSG:
+      TREL_WARNING("[WARNING] %s:%d (%s) - duplicate message reported by the receiver!", TREL_HERE);
+      break;
+    case RESULT_LOST_MSG:
+      TREL_WARNING("[WARNING] %s:%d (%s) - message where lost reported by the receiver!", TREL_HERE);
+      break;
+    default:
+      TREL_ERROR("[ERROR] %s:%d (%s) - the response has an error %i : %s", TREL_HERE, static_cast<int>(response.result),
+                 trelResultText(response.result));
+      return 0;
+  }
+  if (response.action == TREL_ACTION_WRITE_RESPONSE) return 1;
+  if (response.action == TREL_ACTION_READ_RESPONSE) return applyReceivedValues(response, nullptr) ? 1 : 0;
+  return 0;
+}
+
+int TrelProtocolBase::handleAmi(int length, const char* buffer) {
+  if (length < TREL_AMI_HEADER_LEN) {
+    TREL_ERROR("[ERROR] %s:%d (%s) - received AMI of %d bytes is shorter than its header", TREL_HERE, length);
+    return 0;
+  }
+  TRELAmi ami((std::string()));
+  ami.deserialize(buffer, length);
+  if (ami.action != TREL_ACTION_AMI) {
+    TREL_ERROR("[ERROR] %s:%d (%s) - handleAmi got a message that is not an AMI!", TREL_HERE);
+    return 0;
+  }
+  TREL_DEBUG1("[DEBUG1] %s:%d (%s) - handle AMI message", TREL_HERE);
+  std::vector<TrelProperty*> applied;
+  const bool ok = applyReceivedValues(ami, &applied);
+  if (amiMessageHandler(applied)) return ok ? 1 : 0;
+  TREL_ERROR("[ERROR] %s:%d (%s) - amiMessageHandler reported failure!", TREL_HERE);
+  return 0;
+}
+
+// The walk that both share: each TLV to its property, a bad one is skipped, the others are applied. Appends to `applied` when it
+// is given. False when a TLV was bad.
+bool TrelProtocolBase::applyReceivedValues(const TRELMessage& message, std::vector<TrelProperty*>* applied) {
+  const bool isAmi = message.msgKind == TREL_KIND_AMI;
+  const char* const function = isAmi ? "handleAmi" : "handleResponse";
+  bool ok = true;
+  ByteReader datagram = tlvArea(message.buffer, message.bufferLen, message.headerLen);
+  while (!datagram.atEnd()) {
+    const TlvView tlv = nextTlv(datagram);
+    if (tlv.cut != TlvView::WHOLE) {
+      TREL_ERROR("[ERROR] %s:%d (%s) - the end of the message cuts off a TLV, it is skipped!", __FILE__, __LINE__,
+                 function);
+      return false;
+    }
+
+    TrelProperty* property = findProperty(tlv.oid);
+    if (property == nullptr) {
+      TREL_ERROR("[ERROR] %s:%d (%s) - the following oid is not found in the registered objects, skipping!", __FILE__,
+                 __LINE__, function);
+      TREL_ERROR("[ERROR] %s:%d (%s) - prop NOT found to update: oid %#x", __FILE__, __LINE__, function, tlv.oid);
+      ok = false;
+      continue;
+    }
+    if (isAmi) {
+      TREL_DEBUG2("[DEBUG2] %s:%d (%s) - prop found to update: type %i, oid %x", __FILE__, __LINE__, function,
+                  property->getType(), tlv.oid);
+    } else {
+      TREL_DEBUG3("[DEBUG3] %s:%d (%s) - prop found to update: type %i, oid %x", __FILE__, __LINE__, function,
+                  property->getType(), tlv.oid);
+    }
+
+    if (const int error = property->checkBuffer(tlv.start, false)) {
+      if (isAmi) {
+        TREL_ERROR("[ERROR] %s:%d (%s) - AMI message received has incorrect property with id 0x%x and error %i",
+                   __FILE__, __LINE__, function, tlv.oid, error);
+      } else {
+        TREL_ERROR("[ERROR] %s:%d (%s) - response received has incorrect property with id 0x%x and error %i", __FILE__,
+                   __LINE__, function, tlv.oid, error);
+      }
+      TREL_ERROR("[ERROR] %s:%d (%s) - skipping this property!", __FILE__, __LINE__, function);
+      ok = false;
+      continue;
+    }
+
+    property->deserialize(tlv.start);
+    const bool succeeded = property->object == nullptr || property->object->updated(property, property->row);
+    TREL_DEBUG2("[DEBUG2] %s:%d (%s) - updated() call %s for %s, row %d", __FILE__, __LINE__, function,
+                succeeded ? "succeeded" : "failed\n", property->str().c_str(), property->row);
+    if (applied != nullptr) applied->push_back(property);
+  }
+  return ok;
+}
+
+// ----- client operations -----------------------------------------------------------------------------------------------------
+
+namespace {
+
+void addAll(TRELRequest& request, const std::vector<TrelProperty*>& properties) {
+  for (TrelProperty* property : properties)
+    request.addProperty(property);
+}
+
+void addAll(TRELRequest& request, const std::vector<TrelObject*>& objects) {
+  for (TrelObject* object : objects)
+    addAll(request, object->getProperties());
+}
+
+}  // namespace
+
+int TrelProtocolBase::readObject(TrelObject& object) {
+  TREL_DEBUG3("[DEBUG3] %s:%d (%s) - read object %s", TREL_HERE, object.name.c_str());
+  TRELRequest request((std::string()));
+  addAll(request, object.getProperties());
+  return sendRequest(TREL_ACTION_READ, request);
+}
+
+int TrelProtocolBase::readObjects(std::vector<TrelObject*> peerObjects) {
+  TRELRequest request((std::string()));
+  addAll(request, peerObjects);
+  return sendRequest(TREL_ACTION_READ, request);
+}
+
+int TrelProtocolBase::readProperty(TrelProperty& property) {
+  TREL_DEBUG3("[DEBUG3] %s:%d (%s) - reading property %s", TREL_HERE, property.name.c_str());
+  TRELRequest request((std::string()));
+  request.addProperty(&property);
+  return sendRequest(TREL_ACTION_READ, request);
+}
+
+int TrelProtocolBase::readPropertys(std::vector<TrelProperty*> properties) {
+  TREL_DEBUG3("[DEBUG3] %s:%d (%s) - reading list of propertys with length %d", TREL_HERE,
+              static_cast<int>(properties.size()));
+  TRELRequest request((std::string()));
+  for (TrelProperty* property : properties) {
+    TREL_DEBUG3("[DEBUG3] %s:%d (%s) - reading list of propertys adding %s", TREL_HERE, property->name.c_str());
+    request.addProperty(property);
+  }
+  return sendRequest(TREL_ACTION_READ, request);
+}
+
+int TrelProtocolBase::writeObject(TrelObject& object) {
+  TREL_DEBUG3("[DEBUG3] %s:%d (%s) - writing object %s", TREL_HERE, object.name.c_str());
+  TRELRequest request((std::string()));
+  addAll(request, object.getProperties());
+  return sendRequest(TREL_ACTION_WRITE, request);
+}
+
+int TrelProtocolBase::writeObjects(std::vector<TrelObject*> peerObjects) {
+  TREL_DEBUG3("[DEBUG3] %s:%d (%s) - writing list of objects with length %d", TREL_HERE,
+              static_cast<int>(peerObjects.size()));
+  TRELRequest request((std::string()));
+  addAll(request, peerObjects);
+  return sendRequest(TREL_ACTION_WRITE, request);
+}
+
+int TrelProtocolBase::writeProperty(TrelProperty& property) {
+  TREL_DEBUG3("[DEBUG3] %s:%d (%s) - writing property %s", TREL_HERE, property.name.c_str());
+  TRELRequest request((std::string()));
+  request.addProperty(&property);
+  return sendRequest(TREL_ACTION_WRITE, request);
+}
+
+int TrelProtocolBase::writePropertys(std::vector<TrelProperty*> properties) {
+  TREL_DEBUG3("[DEBUG3] %s:%d (%s) - writing list of propertys with length %d", TREL_HERE,
+              static_cast<int>(properties.size()));
+  TRELRequest request((std::string()));
+  for (TrelProperty* property : properties) {
+    TREL_DEBUG3("[DEBUG3] %s:%d (%s) - writing list of propertys adding %s", TREL_HERE, property->name.c_str());
+    request.addProperty(property);
+  }
+  return sendRequest(TREL_ACTION_WRITE, request);
+}
+
+int TrelProtocolBase::sendRequest(unsigned char action, TRELRequest& request) {
+  const int tlvs = request.countTlvs(0);
+  if (tlvs == 0 || tlvs > TREL_MAX_REQUEST_TLVS) {
+    // 150 itself is allowed, whatever the line says.
+    TREL_ERROR("[ERROR] %s:%d (%s) - invalid nr of tlvs [%d] should be lower then %d", TREL_HERE, tlvs,
+               TREL_MAX_REQUEST_TLVS);
+    TREL_ERROR("[ERROR] %s:%d (%s) - Message is dropped, enable debug lvl 1 to see objects dropped !!!", TREL_HERE);
+    return 0;
+  }
+  TREL_DEBUG3("[DEBUG3] %s:%d (%s) - Number of tlvs = %d", TREL_HERE, tlvs);
+  request.action = action;
+  request.msgId = getNewMessageId();
+  if (sendMsg(request) == 0) return 0;
+
+  const TakenReply reply(replyBuffer);
+  return handleTrelMsg(static_cast<int>(reply.bytes().size()), reply.bytes().data(), nullptr);
+}
+
+// ----- events ----------------------------------------------------------------------------------------------------------------
+
+namespace {
+
+// Shared by all engines of the process and never freed.
+struct PendingEvents {
+  bool started = false;    // the message has been made, or the attempt failed
+  TRELAmi* ami = nullptr;  // what waits to be reported
+  int count = 0;           // properties added since the last send
+  bool initDone = false;   // the first scan is over
+};
+PendingEvents pending;
+
+// A property that is destroyed leaves the pending message, at every place. The count stays: it counts additions.
+void leavePendingAmi(const TrelProperty* property) {
+  auto& waiting = pending.ami->properties;
+  waiting.erase(std::remove(waiting.begin(), waiting.end(), property), waiting.end());
+}
+
+void deleteAll(std::vector<TrelProperty*>& owned) {
+  std::vector<TrelProperty*> leaving;
+  leaving.swap(owned);  // out of the engine first: a destructor may look there
+  for (TrelProperty* property : leaving)
+    delete property;
+}
+
+}  // namespace
+
+bool TrelProtocolBase::initEvents() {
+  if (initEventsCore()) return true;
+  for (EventValueTable*& table : eventTables) {
+    delete table;
+    table = nullptr;
+  }
+  return false;
+}
+
+int TrelProtocolBase::eventHandler() {
+  TREL_DEBUG1("[DEBUG1] %s:%d (%s) - initDone=%d", TREL_HERE, pending.initDone ? 1 : 0);
+  const int added = eventAdd(objects);
+  if (!pending.initDone) {
+    // What the first scan of the process finds waits for the second, unless it is enough to be sent for its size.
+    pending.initDone = true;
+    return 0;
+  }
+  checkForEvent(nullptr, nullptr, false, true);
+  return added;
+}
+
+int TrelProtocolBase::eventAdd(std::vector<TrelObject*>& eventObjects) {
+  int added = 0;
+  for (std::size_t i = 0; i < eventObjects.size(); ++i) {
+    for (TrelProperty* property : eventObjects[i]->getPropertiesToEvent()) {
+      addToAmi(property, false);
+      ++added;
+    }
+  }
+  return added;
+}
+
+bool TrelProtocolBase::checkForEvent(unsigned long long* lastValue, TrelProperty* property, bool compare, bool flush) {
+  if (flush) {
+    addToAmi(property, true);
+    return false;
+  }
+  if (lastValue == nullptr || property == nullptr) return false;
+
+  // Unsigned getters only: a signed, boolean or time property refuses, leaves its ERROR line and counts as 0.
+  unsigned long long sample = 0;
+  const int length = property->length();
+  if (length == 1) {
+    unsigned char value = 0;
+    property->get(&value);
+    sample = value;
+  } else if (length == 2) {
+    unsigned short value = 0;
+    property->get(&value);
+    sample = value;
+  } else if (length == 4) {
+    unsigned int value = 0;
+    property->get(&value);
+    sample = value;
+  } else if (length == 8) {
+    property->get(&sample);
+  } else {
+    TREL_DEBUG1("[DEBUG1] %s:%d (%s) - not supported len=%d id=0x%08x", TREL_HERE, length, property->id);
+    return false;
+  }
+
+  // "oid" in these lines is the property's id: variable id or column.
+  if (!compare) {
+    *lastValue = sample;
+    // Both numbers are the new value.
+    TREL_DEBUG2("[DEBUG2] %s:%d (%s) - init event oid=0x%08x len=%d %llu ==> %llu", TREL_HERE, property->id, length,
+                *lastValue, sample);
+    return false;
+  }
+  if (sample == *lastValue) return false;
+  addToAmi(property, false);
+  TREL_DEBUG1("[DEBUG1] %s:%d (%s) - event oid=0x%08x len=%d type=%d %llu ==> %llu", TREL_HERE, property->id, length,
+              property->getType(), *lastValue, sample);
+  *lastValue = sample;
+  return true;
+}
+
+void TrelProtocolBase::addToAmi(TrelProperty* property, bool flush) {
+  if (!pending.started) {
+    pending.started = true;
+    pending.ami = new TRELAmi((std::string()));
+    pending.ami->action = TREL_ACTION_AMI;
+    trelLifetime::onPropertyDestroyed(leavePendingAmi);
+  }
+  if (pending.ami == nullptr) {
+    TREL_ERROR("[ERROR] %s:%d (%s) - invalid ptr", TREL_HERE);
+    return;
+  }
+
+  if (!flush) {
+    if (property == nullptr) return;
+    pending.ami->addProperty(property);
+    TREL_DEBUG1("[DEBUG1] %s:%d (%s) - add event %d oid=%#x size=%d", TREL_HERE, pending.count, property->id,
+                property->length());
+    ++pending.count;
+    if (pending.count > TREL_AMI_PROPERTY_LIMIT) {
+      // Sent and not emptied: its properties go out again with the next send, and amiOwnedProperties stays. A receiver must
+      // take a repeated value as a repetition, not as a change.
+      sendAmiMsgBase(pending.ami);
+      TREL_DEBUG1("[DEBUG1] %s:%d (%s) - send ami msg with %d tlvs", TREL_HERE, pending.count);
+      pending.count = 0;
+    }
+    return;
+  }
+
+  if (pending.count == 0) return;
+  sendAmiMsgBase(pending.ami);
+  TREL_DEBUG1("[DEBUG1] %s:%d (%s) - send ami msg with %d tlvs", TREL_HERE, pending.count);
+  pending.count = 0;
+  pending.ami->properties.clear();
+  deleteAll(amiOwnedProperties);
+}
+
+int TrelProtocolBase::sendAmiMsgBase(TRELAmi* ami) {
+  if (ami == nullptr || ami->properties.empty()) return 0;
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  ami->msgId = getNewMessageId();
+  ami->timeSec = static_cast<unsigned int>(now.tv_sec);
+  ami->timeUsec = static_cast<unsigned int>(now.tv_nsec / 1000);
+  return sendMsg(*ami);
+}
