@@ -18,8 +18,11 @@ TrelObject::TrelObject(std::string objectName, ifcCard::IfcCardObjectType type, 
                        unsigned int numberOfRows)
     : objectType(type), name(std::move(objectName)), id(objectId), common(isCommon), rowCount(numberOfRows) {
   rows.reserve(rowCount);
-  for (unsigned int r = 0; r < rowCount; ++r)
-    rows.push_back(new std::map<unsigned int, TrelProperty*>);
+  std::vector<std::unique_ptr<std::map<unsigned int, TrelProperty*>>> made(rowCount);
+  for (auto& row : made)
+    row = std::make_unique<std::map<unsigned int, TrelProperty*>>();
+  for (auto& row : made)
+    rows.push_back(row.release());  // all or none: an allocator that throws leaves nothing behind
 }
 
 TrelObject::~TrelObject() {

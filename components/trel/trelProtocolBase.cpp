@@ -363,8 +363,9 @@ void TrelProtocolBase::executeRead(const TRELRequest& request, TRELResponse& res
       break;
     }
   }
-  if (response.headerLen + response.sizeOfTlvs() > TREL_MAX_READ_RESPONSE_LEN)
+  if (response.sizeOfTlvs() > TREL_MAX_READ_RESPONSE_LEN - response.headerLen) {
     answerFailure(response, RESULT_TOO_LONG, 0);
+  }
 }
 
 // ----- responses and autonomous messages -------------------------------------------------------------------------------------

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <limits>
 #include <type_traits>
 #include <utility>
 
@@ -320,10 +321,11 @@ bool TRELMessage::addProperty(TrelProperty* property) {
 int TRELMessage::countTlvs(int) const { return static_cast<int>(properties.size()); }
 
 int TRELMessage::sizeOfTlvs() const {
-  int size = 0;
+  long long size = 0;
   for (TrelProperty* property : properties)
-    size += property->length() + TLV_HEAD_LEN;
-  return size;
+    size += static_cast<long long>(property->length()) + TLV_HEAD_LEN;
+  // A sum that no int holds must not come out small: it would pass for an answer that fits.
+  return static_cast<int>(std::min(size, static_cast<long long>(std::numeric_limits<int>::max())));
 }
 
 bool TRELMessage::checkMagicNbr() const {
@@ -347,7 +349,7 @@ bool TRELMessage::checkAction() const {
 
 bool TRELMessage::serialize(char* buf, int len) const {
   // A message of no kind has no header length; its common header is written all the same.
-  if (headerLen + sizeOfTlvs() > len || len < TREL_HEADER_LEN) {
+  if (len < TREL_HEADER_LEN || sizeOfTlvs() > len - headerLen) {
     TREL_ERROR("[ERROR] %s:%d (%s) - trying to serialize in a too small buffer!", TREL_HERE);
     return false;
   }
