@@ -4,6 +4,11 @@
 #include <time.h>
 
 #include <algorithm>
+#include <cctype>
+#include <iomanip>
+#include <iostream>
+#include <locale>
+#include <sstream>
 #include <utility>
 
 #include "trel/trelHookOverride.h"
@@ -715,4 +720,187 @@ int TrelProtocolBase::sendAmiMsgBase(TRELAmi* ami) {
   ami->timeSec = static_cast<unsigned int>(now.tv_sec);
   ami->timeUsec = static_cast<unsigned int>(now.tv_nsec / 1000);
   return sendMsg(*ami);
+}
+
+// ----- diagnostics -----------------------------------------------------------------------------------------------------------
+
+void TrelProtocolBase::dump_hex(const unsigned char* data, unsigned int length) {
+  constexpr unsigned int BYTES_PER_LINE = 8;
+  if (data == nullptr) length = 0;
+  std::ostringstream dump;
+  dump.imbue(std::locale::classic());
+  for (unsigned int start = 0; start < length; start += BYTES_PER_LINE) {
+    const unsigned int count = std::min(BYTES_PER_LINE, length - start);
+    // The offset counts in decimal and grows beyond four digits where it must.
+    dump << std::dec << std::setfill('0') << std::setw(4) << start << ": " << std::hex << std::uppercase;
+    for (unsigned int i = 0; i < count; ++i)
+      dump << std::setw(2) << static_cast<unsigned int>(data[start + i]) << " ";
+    for (unsigned int i = count; i < BYTES_PER_LINE; ++i)
+      dump << "   ";
+    dump << "| ";
+    for (unsigned int i = 0; i < count; ++i) {
+      const int byte = data[start + i];
+      dump << (std::isprint(byte) != 0 && std::iscntrl(byte) == 0 ? static_cast<char>(byte) : '.');
+    }
+    dump << "\n";
+    if (length - start <= BYTES_PER_LINE) break;  // the next start might wrap
+  }
+  std::cout << "\n hex dump\n" << dump.str() << std::endl;
+}
+
+// ----- the legacy card variables ---------------------------------------------------------------------------------------------
+
+namespace {
+
+// Checks answer true when they reject.
+bool lengthAtMost31(unsigned int length) { return length > 31; }
+bool lengthAtMost127(unsigned int length) { return length > 127; }
+bool lengthIs1(unsigned int length) { return length != 1; }
+bool lengthIs4(unsigned int length) { return length != 4; }
+bool lengthIs8(unsigned int length) { return length != 8; }
+bool lengthIs36(unsigned int length) { return length != 36; }
+bool lengthAny(unsigned int) { return false; }
+
+// The clock references of the backplane: 0 to 3, and 128 for none.
+bool checkBpClkRef(boost::any& value) {
+  unsigned int reference = 0;
+  if (const auto* held32 = boost::any_cast<unsigned int>(&value)) {
+    reference = *held32;
+  } else if (const auto* held16 = boost::any_cast<unsigned short>(&value)) {
+    reference = *held16;
+  } else if (const auto* held8 = boost::any_cast<unsigned char>(&value)) {
+    reference = *held8;
+  } else {
+    return true;
+  }
+  return reference > 3 && reference != 128;
+}
+
+bool checkGuid(boost::any& value) {
+  const auto* guid = boost::any_cast<std::string>(&value);
+  if (guid == nullptr || guid->size() != 36) return true;
+  return !std::all_of(guid->begin(), guid->end(),
+                      [](char c) { return std::isalnum(static_cast<unsigned char>(c)) != 0 || c == '-'; });
+}
+
+constexpr IfcCardVarAccessType READ_ONLY = IFC_CARD_VAR_READ_ONLY;
+constexpr IfcCardVarAccessType READ_WRITE = IFC_CARD_VAR_READ_WRITE;
+
+// Defaults in the type that the variable's code asks for.
+boost::any text(const char* value) { return std::string(value); }
+boost::any uint8(unsigned char value) { return value; }
+boost::any uint32(unsigned int value) { return value; }
+boost::any uint64(unsigned long long value) { return value; }
+boost::any int32(int value) { return value; }
+boost::any boolean(bool value) { return value; }
+
+// One array a group: built in this order when the library is loaded, taken down row by row from the last when it is unloaded.
+// The blanks in the names are part of them.
+// clang-format off
+const IfcCardVarDef CARD_INFORMATION[] = {
+    {0, "Card Type       ", TREL_TYPE_STRING, READ_ONLY, text("xxx"), lengthAtMost31, nullptr, false, 0},
+    {1, "Hardware Version", TREL_TYPE_UINT8, READ_ONLY, uint8(0), lengthIs1, nullptr, false, 0},
+    {2, "Loadware        ", TREL_TYPE_UINT32, READ_ONLY, uint32(0), lengthIs4, nullptr, false, 0},
+    {3, "Backup loadware ", TREL_TYPE_UINT32, READ_ONLY, uint32(0), lengthIs4, nullptr, false, 0},
+    {4, "Ifc Slot        ", TREL_TYPE_UINT8, READ_ONLY, uint8(0), lengthIs1, nullptr, false, 0},
+    {5, "Temp Sensors    ", TREL_TYPE_UINT8, READ_ONLY, uint8(0), lengthIs1, nullptr, false, 0},
+    {6, "Voltage monitors", TREL_TYPE_UINT8, READ_ONLY, uint8(0), lengthIs1, nullptr, false, 0},
+    {7, "Boot version    ", TREL_TYPE_UINT32, READ_ONLY, uint32(0), lengthIs4, nullptr, false, 0},
+    {8, "HW errors       ", TREL_TYPE_UINT8, READ_ONLY, uint8(0), lengthIs1, nullptr, false, 0},
+    {9, "Oper. alarms    ", TREL_TYPE_UINT8, READ_ONLY, uint8(0), lengthIs1, nullptr, false, 0},
+    {10, "SW Interface    ", TREL_TYPE_UINT32, READ_ONLY, uint32(0), lengthIs4, nullptr, false, 0},
+    {11, "Card Capability ", TREL_TYPE_UINT32, READ_ONLY, uint32(0), lengthIs4, nullptr, false, 0},
+};
+const IfcCardVarDef CARD_STATUS[] = {
+    {0, "Power                     ", TREL_TYPE_UINT32, READ_ONLY, uint32(0), lengthIs4, nullptr, false, 0},
+    {1, "HW Error                  ", TREL_TYPE_BOOLEAN, READ_ONLY, boolean(false), lengthIs1, nullptr, false, 0},
+    {2, "Oper. Alarm               ", TREL_TYPE_BOOLEAN, READ_ONLY, boolean(false), lengthIs1, nullptr, false, 0},
+    {3, "DPLL Active CTRL CLK Alarm", TREL_TYPE_BOOLEAN, READ_ONLY, boolean(false), lengthIs1, nullptr, true, 0},
+    {4, "DPLL Recovered CLK Alarm  ", TREL_TYPE_BOOLEAN, READ_ONLY, boolean(false), lengthIs1, nullptr, false, 0},
+    {5, "Port recovering CLK Alarm", TREL_TYPE_BOOLEAN, READ_ONLY, boolean(false), lengthIs1, nullptr, false, 0},
+};
+const IfcCardVarDef CARD_CONTROL[] = {
+    {0, "Reboot", TREL_TYPE_BOOLEAN, READ_WRITE, boolean(false), lengthIs1, nullptr, false, 0},
+    {1, "UtcTime", TREL_TYPE_UINT64, READ_WRITE, uint64(0), lengthIs8, nullptr, false, 0},
+    {2, "BpClkRef", TREL_TYPE_UINT8, READ_WRITE, uint8(128), lengthIs1, checkBpClkRef, false, 0},
+    {3, "GUID", TREL_TYPE_STRING, READ_WRITE, text(""), lengthIs36, checkGuid, false, 0},
+};
+const IfcCardVarDef SOFTWARE_DOWNLOAD[] = {
+    {0, "Dld Filename      ", TREL_TYPE_STRING, READ_WRITE, text("xxx"), lengthAtMost127, nullptr, false, 0},
+    {1, "Dld Start Download", TREL_TYPE_BOOLEAN, READ_WRITE, boolean(false), lengthIs1, nullptr, false, 0},
+    {2, "Dld Stop Download ", TREL_TYPE_BOOLEAN, READ_WRITE, boolean(false), lengthIs1, nullptr, false, 0},
+    {3, "Dld commit load   ", TREL_TYPE_BOOLEAN, READ_WRITE, boolean(false), lengthIs1, nullptr, false, 0},
+    {4, "Dld accept load   ", TREL_TYPE_BOOLEAN, READ_WRITE, boolean(false), lengthIs1, nullptr, false, 0},
+    {5, "Dld state         ", TREL_TYPE_UINT8, READ_ONLY, uint8(0), lengthIs1, nullptr, false, 0},
+    {6, "Dld progress      ", TREL_TYPE_UINT8, READ_ONLY, uint8(0), lengthIs1, nullptr, false, 0},
+    {7, "Dld name          ", TREL_TYPE_STRING, READ_ONLY, text("brd"), lengthAny, nullptr, false, 0},
+    {8, "Dld BSP name      ", TREL_TYPE_STRING, READ_ONLY, text("BSP"), lengthAny, nullptr, false, 0},
+    {9, "Dld Clear Errors  ", TREL_TYPE_BOOLEAN, READ_WRITE, text("BSP"), lengthIs1, nullptr, false, 0},
+    {10, "Dld Set Commit timer  ", TREL_TYPE_INT32, READ_WRITE, int32(0), lengthIs4, nullptr, false, 0},
+};
+const IfcCardVarDef TEMPERATURE_SENSORS[] = {
+    {0, "Temp Name       ", TREL_TYPE_STRING, READ_ONLY, text(""), lengthAtMost31, nullptr, false, 0},
+    {1, "Temp Value      ", TREL_TYPE_INT32, READ_ONLY, int32(0), lengthIs4, nullptr, false, 0},
+    {2, "Temp Valid      ", TREL_TYPE_BOOLEAN, READ_ONLY, boolean(false), lengthIs1, nullptr, false, 0},
+    {3, "Min Sensor Value", TREL_TYPE_INT32, READ_ONLY, int32(0), lengthIs4, nullptr, false, 0},
+    {4, "Max Sensor Value", TREL_TYPE_INT32, READ_ONLY, int32(0), lengthIs4, nullptr, false, 0},
+};
+const IfcCardVarDef VOLTAGE_MONITORS[] = {
+    {0, "Voltage Name    ", TREL_TYPE_STRING, READ_ONLY, text(""), lengthAtMost31, nullptr, false, 0},
+    {1, "Voltage Value   ", TREL_TYPE_INT32, READ_ONLY, int32(0), lengthIs4, nullptr, false, 0},
+    {2, "Voltage Nominal ", TREL_TYPE_INT32, READ_ONLY, int32(0), lengthIs4, nullptr, false, 0},
+    {3, "Voltage Valid   ", TREL_TYPE_BOOLEAN, READ_ONLY, boolean(false), lengthIs1, nullptr, false, 0},
+};
+const IfcCardVarDef FILE_TRANSFER[] = {
+    {0, "FTP Server   ", TREL_TYPE_STRING, READ_WRITE, text(""), lengthAtMost31, nullptr, false, 0},
+    {1, "FTP Port     ", TREL_TYPE_UINT32, READ_WRITE, uint32(21), lengthIs4, nullptr, false, 0},
+    {2, "FTP User     ", TREL_TYPE_STRING, READ_WRITE, text(""), lengthAtMost31, nullptr, false, 0},
+    {3, "FTP Password ", TREL_TYPE_STRING, READ_WRITE, text(""), lengthAtMost31, nullptr, false, 0},
+};
+const IfcCardVarDef LOG_RETRIEVAL[] = {
+    {0, "GETLOG directory ", TREL_TYPE_STRING, READ_WRITE, text(""), lengthAtMost31, nullptr, false, 0},
+    {1, "GETLOG result    ", TREL_TYPE_UINT32, READ_ONLY, uint32(0), lengthIs4, nullptr, false, 0},
+    {2, "GETLOG state     ", TREL_TYPE_UINT32, READ_WRITE, uint32(0), lengthIs4, nullptr, false, 0},
+};
+const IfcCardVarDef HARDWARE_ERRORS[] = {
+    {0, "HW error ID      ", TREL_TYPE_UINT32, READ_ONLY, uint32(0), lengthIs4, nullptr, false, 0},
+    {1, "HW error name    ", TREL_TYPE_STRING, READ_ONLY, text(""), lengthAtMost31, nullptr, false, 0},
+    {2, "HW error active  ", TREL_TYPE_BOOLEAN, READ_ONLY, boolean(false), lengthIs1, nullptr, false, 0},
+};
+const IfcCardVarDef OPERATIONAL_ALARMS[] = {
+    {0, "Oper. alarm ID    ", TREL_TYPE_UINT32, READ_ONLY, uint32(0), lengthIs4, nullptr, false, 0},
+    {1, "Oper. alarm name  ", TREL_TYPE_STRING, READ_ONLY, text(""), lengthAtMost31, nullptr, false, 0},
+    {2, "Oper. alarm active", TREL_TYPE_BOOLEAN, READ_ONLY, boolean(false), lengthIs1, nullptr, false, 0},
+};
+const IfcCardVarDef VOLTAGE_MONITOR_DEVICE[] = {
+    {0, "VoltageMonitorPresent", TREL_TYPE_BOOLEAN, READ_ONLY, boolean(false), nullptr, nullptr, false, 0},
+    {1, "VoltageMonitorHwError", TREL_TYPE_BOOLEAN, READ_ONLY, boolean(false), nullptr, nullptr, false, 0},
+    {2, "VoltageMonitorVersion", TREL_TYPE_STRING, READ_ONLY, text(""), nullptr, nullptr, false, 0},
+    {3, "VoltageMonitorUpdateFailed", TREL_TYPE_BOOLEAN, READ_ONLY, boolean(false), nullptr, nullptr, false, 0},
+};
+// clang-format on
+
+struct CardVarGroup {
+  const IfcCardVarDef* rows;
+  std::size_t count;
+};
+
+template <std::size_t N>
+constexpr CardVarGroup group(const IfcCardVarDef (&rows)[N]) {
+  return {rows, N};
+}
+
+constexpr CardVarGroup CARD_VAR_GROUPS[] = {
+    group(CARD_INFORMATION),    group(CARD_STATUS),        group(CARD_CONTROL),           group(SOFTWARE_DOWNLOAD),
+    group(TEMPERATURE_SENSORS), group(VOLTAGE_MONITORS),   group(FILE_TRANSFER),          group(LOG_RETRIEVAL),
+    group(HARDWARE_ERRORS),     group(OPERATIONAL_ALARMS), group(VOLTAGE_MONITOR_DEVICE),
+};
+constexpr std::size_t CARD_VAR_GROUP_COUNT = sizeof CARD_VAR_GROUPS / sizeof CARD_VAR_GROUPS[0];
+
+}  // namespace
+
+const IfcCardVarDef* ifcCardVarDef(unsigned int groupNumber, unsigned int index) {
+  if (groupNumber < 1 || groupNumber > CARD_VAR_GROUP_COUNT) return nullptr;
+  const CardVarGroup& rows = CARD_VAR_GROUPS[groupNumber - 1];
+  return index < rows.count ? &rows.rows[index] : nullptr;
 }

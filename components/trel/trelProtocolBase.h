@@ -19,6 +19,7 @@
 #ifndef TREL_TRELPROTOCOLBASE_H
 #define TREL_TRELPROTOCOLBASE_H
 
+#include <boost/any.hpp>
 #include <memory>
 #include <string>
 #include <vector>
@@ -63,6 +64,32 @@ class TREL_API EventValueTable {
   unsigned int tableNbr;
   unsigned long long* values;
 };
+
+// ----- the legacy card variables -----
+
+// One variable of a line card in the older, per-card scheme, described by name instead of by OID.
+struct IfcCardVarDef {
+  unsigned int index;               // position in its group, from 0
+  const char* name;                 // for display; the trailing blanks of its column belong to it
+  unsigned int type;                // TrelTlvType
+  IfcCardVarAccessType accessType;  // READ_ONLY for what reports, READ_WRITE for commands and settings
+  // The default in the type of `type`: unsigned long long, unsigned int, unsigned char, int, bool or std::string. "Dld Clear
+  // Errors" is the exception: a BOOLEAN whose default is the text "BSP".
+  boost::any defaultValue;
+  bool (*lengthCheck)(unsigned int length);  // true: a value of this length is NOT acceptable; null: any is
+  bool (*valueCheck)(boost::any& value);     // true: this value is NOT acceptable; null: any is
+  bool flag;              // true for "DPLL Active CTRL CLK Alarm" alone; the library gives it no meaning
+  unsigned int reserved;  // 0
+};
+
+// The catalogue: groups 1 to 11, index from 0 in each. Null where there is no such variable. Built when the library is
+// loaded, never changed, gone when it is unloaded. It carries no OIDs: which variable a TLV is about is the application's.
+//    1 card information   2 card status         3 card control     4 software download   5 temperature sensors
+//    6 voltage monitors   7 file transfer       8 log retrieval    9 hardware errors    10 operational alarms
+//   11 voltage monitor device
+TREL_API const IfcCardVarDef* ifcCardVarDef(unsigned int group, unsigned int index);
+
+// ----- the engine -----
 
 class TREL_API TrelProtocolBase {
  public:
@@ -174,6 +201,12 @@ class TREL_API TrelProtocolBase {
   void addToAmi(TrelProperty* property, bool flush);
   // Numbers and stamps an autonomous message and sends it; 0 without sending when it is null or empty.
   int sendAmiMsgBase(TRELAmi* ami);
+
+  // --- diagnostics ---
+  // Prints bytes to standard output, eight to a line: decimal offset, hexadecimal bytes, printable characters. The engine
+  // never calls it. A null `data` prints as no bytes.
+  //   0000: 41 42 00                | AB.
+  void dump_hex(const unsigned char* data, unsigned int length);
 
  protected:
   bool replyOnHeaderError;

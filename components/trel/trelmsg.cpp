@@ -1,9 +1,13 @@
 #include "trel/trelmsg.h"
 
+#include <libframework/util.h>
+
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
 #include <limits>
+#include <locale>
+#include <sstream>
 #include <type_traits>
 #include <utility>
 
@@ -262,6 +266,78 @@ int TRELTlv::deserialize(const char* in) {
     wireToHost(val, width);
   }
   return len + TLV_HEAD_LEN;
+}
+
+// ----- text of a TLV -----
+
+namespace {
+
+constexpr const char* TYPE_NAMES[] = {"UINT64",      "UINT32",    "UINT16",     "UINT8",      "INT64",
+                                      "INT32",       "INT16",     "INT8",       "BOOLEAN",    "STRING",
+                                      "IPv4ADDRESS", "UNIX_TIME", "BYTE_ARRAY", "MAC_ADDRESS"};
+constexpr std::size_t TYPES_WITH_NAME = sizeof TYPE_NAMES / sizeof TYPE_NAMES[0];
+
+// `count` bytes of a number from its most significant one down, which is at `shift`: "192.168.0.1".
+std::string dotted(unsigned long long number, unsigned int shift, unsigned int count) {
+  std::string text;
+  for (unsigned int i = 0; i < count; ++i) {
+    if (i != 0) text += '.';
+    text += std::to_string((number >> (shift - 8 * i)) & 0xFFU);
+  }
+  return text;
+}
+
+}  // namespace
+
+std::string TRELTlv::toString() const {
+  std::ostringstream text;
+  text.imbue(std::locale::classic());  // plain numbers whatever locale the application has set
+  text << "id=0x" << std::hex << static_cast<unsigned int>(id) << std::dec << " ";
+  if (len != 0) {
+    text << "type=" << (type < TYPES_WITH_NAME ? TYPE_NAMES[type] : "unknown") << " ";
+    text << "len=" << static_cast<unsigned int>(len) << " ";
+    text << "val=" << valToString();
+  }
+  return text.str();
+}
+
+std::string TRELTlv::valToString() const {
+  if (len == 0 || !isPointerValid()) return std::string();
+  switch (type) {
+    case TREL_TYPE_UINT64:
+      return std::to_string(getValueAsUInt64());
+    case TREL_TYPE_UINT32:
+      return std::to_string(getValueAsUInt32());
+    case TREL_TYPE_UINT16:
+      return std::to_string(getValueAsUInt16());
+    case TREL_TYPE_UINT8:
+      return std::to_string(getValueAsUInt8());
+    case TREL_TYPE_INT64:
+      return std::to_string(getValueAsInt64());
+    case TREL_TYPE_INT32:
+      return std::to_string(getValueAsInt32());
+    case TREL_TYPE_INT16:
+      return std::to_string(getValueAsInt16());
+    case TREL_TYPE_INT8:
+      return std::to_string(getValueAsInt8());
+    case TREL_TYPE_BOOLEAN:
+      return getValueAsBool() ? "true" : "false";
+    case TREL_TYPE_STRING:
+      return std::string(val, len);
+    case TREL_TYPE_IPV4ADDRESS:
+      return dotted(getValueAsUInt32(), 24, 4);
+    case TREL_TYPE_UNIX_TIME:  // dumped, not made a date
+    case TREL_TYPE_BYTE_ARRAY:
+      return util::buf2str(val, len, 0);
+    case TREL_TYPE_MAC_ADDRESS: {
+      // Decimal with dots, and the upper six bytes of an 8-byte number of this host. Bytes beyond the length are 0.
+      char number[8] = {};
+      std::memcpy(number, val, std::min(static_cast<std::size_t>(len), sizeof number));
+      return dotted(loadHost<unsigned long long>(number), 56, 6);
+    }
+    default:
+      return "??";
+  }
 }
 
 // ----- messages --------------------------------------------------------------------------------------------------------------

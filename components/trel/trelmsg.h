@@ -147,6 +147,17 @@ class TREL_API TRELTlv : public trel_tlv {
   // Reads what `serialize` writes and returns len + 7. With a length of 0 `val` stays as it was. A number is read at the
   // width of its type whatever the length says: the caller gives 7 + max(length, 8) bytes.
   int deserialize(const char* in);
+
+  // --- text, for logs and diagnostics ---
+  // "id=0x1200305 type=UINT32 len=4 val=42"; with a length of 0 only "id=0x1200305 ". "unknown" for a type without a name.
+  std::string toString() const;
+  // The value alone: numbers in decimal, "true" or "false", a text as it is, an IPv4ADDRESS as "192.168.0.1". Empty with a
+  // length of 0 or, after the ERROR line of isPointerValid, without a value; "??" for a type without a name.
+  //   UNIX_TIME, BYTE_ARRAY   the bytes, as the platform's util::buf2str shows them; a time is not made a date
+  //   MAC_ADDRESS             six decimal numbers with dots: the upper six bytes of the value read as one 8-byte number of this
+  //                           host, in which bytes beyond `len` are 0. On a little-endian host the address stands in the lower
+  //                           six bytes, so it is shown from its last byte to its third, after two zeros
+  std::string valToString() const;
 };
 
 // ----- messages --------------------------------------------------------------------------------------------------------------
