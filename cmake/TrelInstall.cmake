@@ -4,10 +4,7 @@ include_guard(GLOBAL)
 include(CMakePackageConfigHelpers)
 
 set(trel_cmake_dir "${CMAKE_INSTALL_LIBDIR}/cmake/trel")
-set(trel_installed trel trel_boost trel_platform_trace trel_platform_framework)
-if(TARGET trelUdp)
-  list(APPEND trel_installed trelUdp)
-endif()
+set(trel_installed trel trelUdp trel_boost trel_platform_trace trel_platform_framework)
 
 # The libraries lie in one folder and find each other there, wherever that folder is.
 foreach(target IN LISTS trel_installed)
@@ -27,9 +24,7 @@ get_target_property(trel_public_headers trel TREL_PUBLIC_HEADERS)
 foreach(header IN LISTS trel_public_headers)
   install(FILES "${trel_SOURCE_DIR}/components/trel/${header}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/trel")
 endforeach()
-if(TARGET trelUdp)
-  install(FILES "${trel_SOURCE_DIR}/components/trelUdp/trelUdp.h" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/trelUdp")
-endif()
+install(FILES "${trel_SOURCE_DIR}/components/trelUdp/trelUdp.h" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/trelUdp")
 if(TREL_PLATFORM STREQUAL "standin")
   install(FILES "${trel_SOURCE_DIR}/components/libtrace/include/libtrace/trace.h"
           DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/libtrace")
@@ -47,8 +42,6 @@ install(FILES "${trel_BINARY_DIR}/trelConfig.cmake" "${trel_BINARY_DIR}/trelConf
 # The prefix in a .pc file is told from where the file lies, so the installed tree may be moved.
 file(RELATIVE_PATH trel_pc_to_prefix "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
 foreach(library IN ITEMS trel trelUdp)
-  if(TARGET ${library})
-    configure_file("${trel_SOURCE_DIR}/cmake/${library}.pc.in" "${trel_BINARY_DIR}/${library}.pc" @ONLY)
-    install(FILES "${trel_BINARY_DIR}/${library}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
-  endif()
+  configure_file("${trel_SOURCE_DIR}/cmake/${library}.pc.in" "${trel_BINARY_DIR}/${library}.pc" @ONLY)
+  install(FILES "${trel_BINARY_DIR}/${library}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
 endforeach()
