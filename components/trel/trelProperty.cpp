@@ -39,7 +39,7 @@ constexpr char TEMPLATE_FILE[] = "components/trel/trelProperty.h";
 // Writes the head of a property's TLV and returns where its `len` value bytes go. Null, with the ERROR line and nothing
 // written, when `size` bytes do not hold both.
 char* beginTlv(TrelProperty& property, char* buf, int size, int len, const trelTrace::Site& site) {
-  if (len < 0 || size - TLV_HEAD_LEN < len) {
+  if (len < 0 || size < TLV_HEAD_LEN || size - TLV_HEAD_LEN < len) {
     TREL_ERROR("[ERROR] %s:%d (%s) - [%s] serializing buffer has not enough space left", TREL_AT(site),
                property.name.c_str());
     return nullptr;
