@@ -1,0 +1,933 @@
+#include "trelUdp/trelUdp.h"
+
+#include <arpa/inet.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <climits>
+#include <cstring>
+#include <deque>
+#include <system_error>
+#include <utility>
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+// ----- a datagram's header, as far as a transport reads it -----
+
+unsigned int byteAt(const char* bytes, unsigned int index) { return static_cast<unsigned char>(bytes[index]); }
+
+unsigned short u16At(const char* bytes, unsigned int index) {
+  return static_cast<unsigned short>(byteAt(bytes, index) << 8 | byteAt(bytes, index + 1));
+}
+
+unsigned int u32At(const char* bytes, unsigned int index) {
+  return static_cast<unsigned int>(u16At(bytes, index)) << 16 | u16At(bytes, index + 2);
+}
+
+unsigned char versionOf(const char* bytes) { return static_cast<unsigned char>(bytes[4]); }
+unsigned char actionOf(const char* bytes) { return static_cast<unsigned char>(bytes[5]); }
+unsigned short msgIdOf(const char* bytes) { return u16At(bytes, 6); }
+
+bool hasHeader(const TrelUdpDatagram& datagram) {
+  return datagram.length >= static_cast<unsigned int>(TREL_HEADER_LEN) && u32At(datagram.bytes, 0) == TREL_MAGIC_NBR;
+}
+
+// Of whatever protocol version: an error answer of another version is a response too, and to answer it would make two ends
+// answer each other's errors for ever.
+bool isResponse(const TrelUdpDatagram& datagram) {
+  if (!hasHeader(datagram)) return false;
+  const unsigned char action = actionOf(datagram.bytes);
+  return action == TREL_ACTION_READ_RESPONSE || action == TREL_ACTION_WRITE_RESPONSE;
+}
+
+// ----- addresses -----
+
+bool same(const TrelUdpAddress& one, const TrelUdpAddress& other) {
+  return one.ip == other.ip && one.port == other.port;
+}
+
+sockaddr_in socketAddress(const TrelUdpAddress& address) {
+  sockaddr_in raw;
+  std::memset(&raw, 0, sizeof raw);
+  raw.sin_family = AF_INET;
+  raw.sin_addr.s_addr = htonl(address.ip);
+  raw.sin_port = htons(address.port);
+  return raw;
+}
+
+TrelUdpAddress fromSocketAddress(const sockaddr_in& raw) {
+  TrelUdpAddress address;
+  address.ip = ntohl(raw.sin_addr.s_addr);
+  address.port = ntohs(raw.sin_port);
+  return address;
+}
+
+std::string ipText(unsigned int ip) {
+  char text[INET_ADDRSTRLEN] = "";
+  in_addr raw;
+  raw.s_addr = htonl(ip);
+  inet_ntop(AF_INET, &raw, text, sizeof text);
+  return text;
+}
+
+bool parseIp(const std::string& text, unsigned int& ip) {
+  in_addr raw;
+  if (text.find('\0') != std::string::npos || inet_pton(AF_INET, text.c_str(), &raw) != 1) return false;
+  ip = ntohl(raw.s_addr);
+  return true;
+}
+
+bool contains(const std::vector<unsigned int>& list, unsigned int ip) {
+  return std::find(list.begin(), list.end(), ip) != list.end();
+}
+
+constexpr unsigned int FIRST_MULTICAST_IP = 0xE0000000U;  // 224.0.0.0; nothing from here on is a single machine
+
+// ----- texts -----
+
+std::string errnoText(int error) { return std::generic_category().message(error); }
+
+const char* resultText(int code) {
+  static const char* const texts[] = {"RESULT OK",
+                                      "RESULT PROTOCOL VERSION_MISMATCH",
+                                      "RESULT DUPLICATE MSG",
+                                      "RESULT LOST MSG",
+                                      "RESULT INVALID ACTION",
+                                      "RESULT GENERAL ERROR",
+                                      "RESULT WRONG TYPE",
+                                      "RESULT WRONG OID",
+                                      "RESULT WRONG LEN",
+                                      "RESULT WRONG VALUE",
+                                      "RESULT READ ONLY",
+                                      "RESULT TOO LONG",
+                                      "RESULT CANNOT EXEC",
+                                      "RESULT WRONG MAGIC",
+                                      "RESULT NOT RECEIVED",
+                                      "RESULT NOT SEND",
+                                      "",   // no sender context is free
+                                      ""};  // the sender's address is no IPv4 address
+  constexpr int count = static_cast<int>(sizeof texts / sizeof texts[0]);
+  return code >= 0 && code < count ? texts[code] : "unknown";
+}
+
+const char* outcomeText(TrelUdpOutcome outcome) {
+  switch (outcome) {
+    case TREL_UDP_NO_OPERATION:
+      return "no operation yet";
+    case TREL_UDP_OK:
+      return "ok";
+    case TREL_UDP_REFUSED:
+      return "refused";
+    case TREL_UDP_NO_REPLY:
+      return "no reply";
+    case TREL_UDP_NOT_SENT:
+      return "not sent";
+    case TREL_UDP_UNUSABLE_REPLY:
+      return "unusable reply";
+    case TREL_UDP_SOCKET_ERROR:
+      return "socket error";
+  }
+  return "unknown";
+}
+
+// The results that a peer gives because of one variable of the request.
+bool isAboutOneVariable(int code) { return code >= RESULT_GENERAL_ERROR && code <= RESULT_READ_ONLY; }
+
+std::string refusalText(int code) {
+  if (code == 16) return " did what was asked, but follows the sequence of no further sender";
+  if (code == 17) return " did what was asked, but cannot follow the sequence: our address is none to it";
+  return " refused the request";
+}
+
+std::string noReplyText(const TrelUdpAddress& peer, unsigned int milliseconds, unsigned long long sendings) {
+  const std::string times = sendings == 1 ? "once" : std::to_string(sendings) + " times";
+  return "no reply from " + peer.str() + " within " + std::to_string(milliseconds) + " ms, sent " + times;
+}
+
+// Milliseconds until then, rounded up so that a wait does not end early, and no more than poll() takes.
+int millisecondsUntil(Clock::time_point deadline) {
+  const Clock::time_point now = Clock::now();
+  if (now >= deadline) return 0;
+  const long long left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - now).count() + 1;
+  return static_cast<int>(std::min<long long>(left, INT_MAX));
+}
+
+}  // namespace
+
+std::string TrelUdpAddress::str() const { return ipText(ip) + ":" + std::to_string(port); }
+
+const char* trelUdpDropText(TrelUdpDrop reason) {
+  switch (reason) {
+    case TREL_UDP_DROP_CUT:
+      return "longer than the receive buffer";
+    case TREL_UDP_DROP_FOREIGN_SENDER:
+      return "sender is not allowed";
+    case TREL_UDP_DROP_FOREIGN_REPLY:
+      return "response of another than the one that was asked";
+    case TREL_UDP_DROP_STALE_REPLY:
+      return "response to another request than the one that waits";
+    case TREL_UDP_DROP_DUPLICATE_REPLY:
+      return "the last reply once more";
+    case TREL_UDP_DROP_UNAWAITED_REPLY:
+      return "response that nobody waits for";
+    case TREL_UDP_DROP_KEPT_FULL:
+      return "no room to keep it until the wait is over";
+    case TREL_UDP_DROP_CLOSED:
+      return "was kept when the socket was closed";
+  }
+  return "unknown";
+}
+
+std::string TrelUdpResult::str() const {
+  std::string line = outcomeText(outcome);
+  if (outcome == TREL_UDP_OK || outcome == TREL_UDP_REFUSED) {
+    line += std::string(": ") + text + (*text == '\0' ? "" : " ") + "(" + std::to_string(code) + ")";
+  }
+  if (outcome == TREL_UDP_REFUSED && isAboutOneVariable(code)) {
+    line += ", variable " + std::to_string(index);
+    if (!variable.empty()) line += ", " + variable;
+  } else if (!error.empty()) {
+    line += ": " + error;
+  }
+  return line;
+}
+
+unsigned long long TrelUdpCounters::droppedInAll() const {
+  unsigned long long all = 0;
+  for (const unsigned long long count : dropped) {
+    all += count;
+  }
+  return all;
+}
+
+// ----- the link --------------------------------------------------------------------------------------------------------------
+
+// What is behind a TrelUdp: socket, peers, and the calls that are going on. Operations that TrelUdp has too are told there.
+class TrelUdpLink {
+ public:
+  // A client operation of TrelUdp, from its call to its return. Its end makes its result the last one, also when a hook throws.
+  class Operation;
+
+  explicit TrelUdpLink(TrelUdp& owner) : owner_(owner) {}
+  ~TrelUdpLink() { close(); }
+  TrelUdpLink(const TrelUdpLink&) = delete;
+  TrelUdpLink& operator=(const TrelUdpLink&) = delete;
+
+  bool open(const std::string& address, unsigned short port);
+  void close();
+  int fd() const { return fd_; }
+  TrelUdpAddress address() const { return address_; }
+  const std::string& errorText() const { return errorText_; }
+
+  bool setPeer(const std::string& address, unsigned short port);
+  TrelUdpAddress peer() const { return peer_; }
+  bool setEventReceiver(const std::string& address, unsigned short port);
+  TrelUdpAddress eventReceiver() const { return eventReceiver_; }
+  bool setAllowedPeers(const std::vector<std::string>& addresses);
+  bool isAllowed(const TrelUdpAddress& sender) const;
+
+  void setReplyTimeout(unsigned int milliseconds) { replyTimeout_ = milliseconds; }
+  void setReadRetries(unsigned int retries) { readRetries_ = retries; }
+  void setWriteRetries(unsigned int retries) { writeRetries_ = retries; }
+  const TrelUdpResult& lastResult() const { return lastResult_; }
+
+  bool waitForDatagram(unsigned int milliseconds);
+  int handleDatagrams(unsigned int limit);
+  unsigned int kept() const { return static_cast<unsigned int>(kept_.size()); }
+  const TrelUdpCounters& counters() const { return counters_; }
+
+  bool send(const TRELMessage& message);
+
+ private:
+  class Serving;
+  struct Wait;
+  struct KeptDatagram {
+    TrelUdpAddress sender;
+    std::string bytes;
+  };
+  enum class Received { NOTHING, DATAGRAM, FAILED };
+
+  bool fail(const std::string& what);
+  bool failSending(const std::string& what);
+  bool readAddress(const std::string& what, const std::string& text, unsigned int& ip);
+  bool readSpeaker(const std::string& what, const std::string& text, unsigned int& ip);
+  bool fitsContexts(const std::string& what, const std::vector<unsigned int>& list, unsigned int peerIp);
+
+  bool answer(const TRELMessage& response);
+  bool report(const TRELMessage& ami);
+  bool ask(const TRELMessage& request);
+  bool mayAsk(const TRELMessage& request);
+  bool write(const TRELMessage& message, const TrelUdpAddress& to, std::vector<char>& buffer);
+  bool transmit(const std::vector<char>& bytes, const TrelUdpAddress& to, unsigned long long& counter);
+  void discardEarlierReplies();
+  bool awaitReply(Wait& wait);
+  bool pollUntil(Clock::time_point deadline);
+
+  Received receiveOne(bool keep);
+  Received receiveInto(std::vector<char>& buffer, TrelUdpDatagram& datagram, bool& cut);
+  void judgeResponse(TrelUdpDatagram& datagram);
+  Wait* waitFor(const TrelUdpDatagram& response) const;
+  void keepForLater(TrelUdpDatagram& datagram);
+  void drop(TrelUdpDatagram& datagram, TrelUdpDrop reason);
+  bool handleOldestKept();
+  void handOver(const char* bytes, unsigned int length, const TrelUdpAddress& sender);
+
+  TrelUdp& owner_;
+  int fd_ = -1;
+  TrelUdpAddress address_;
+  TrelUdpAddress peer_;
+  TrelUdpAddress eventReceiver_;
+  std::vector<unsigned int> allowed_;
+  unsigned int replyTimeout_ = 1000;
+  unsigned int readRetries_ = 2;
+  unsigned int writeRetries_ = 0;
+
+  std::string errorText_;
+  TrelUdpResult lastResult_;
+  TrelUdpCounters counters_;
+
+  // What is going on, innermost first; each lives on the stack of the call that it belongs to.
+  Operation* operation_ = nullptr;
+  Serving* serving_ = nullptr;
+  Wait* wait_ = nullptr;
+
+  std::deque<KeptDatagram> kept_;
+  // The reply that was taken last, to know its duplicates.
+  TrelUdpAddress lastReplyFrom_;
+  unsigned short lastReplyId_ = 0;
+  unsigned char lastReplyAction_ = 0;
+  // Buffers kept from call to call; taken out while a call uses them.
+  std::vector<char> receiveBuffer_;
+  std::vector<char> sendBuffer_;
+};
+
+namespace {
+
+// Takes a buffer out of its place for the duration of a call, so that a nested call cannot write into it.
+class BufferLease {
+ public:
+  explicit BufferLease(std::vector<char>& place) : place_(place) { bytes.swap(place_); }
+  ~BufferLease() {
+    if (place_.capacity() < bytes.capacity()) bytes.swap(place_);
+  }
+  BufferLease(const BufferLease&) = delete;
+  BufferLease& operator=(const BufferLease&) = delete;
+
+  std::vector<char> bytes;
+
+ private:
+  std::vector<char>& place_;
+};
+
+}  // namespace
+
+class TrelUdpLink::Operation {
+ public:
+  explicit Operation(TrelUdpLink& link) : link_(link), outer_(link.operation_) {
+    result.outcome = TREL_UDP_NOT_SENT;
+    result.code = RESULT_NOT_SEND;
+    result.text = resultText(RESULT_NOT_SEND);
+    result.error = "a request carries 1 to " + std::to_string(TREL_MAX_REQUEST_TLVS) + " variables";
+    link_.operation_ = this;
+  }
+  ~Operation() {
+    link_.operation_ = outer_;
+    link_.lastResult_ = std::move(result);
+  }
+  Operation(const Operation&) = delete;
+  Operation& operator=(const Operation&) = delete;
+
+  // What the engine makes of the operation; returned as it is.
+  int ended(int done) {
+    if (done == 0 && result.outcome == TREL_UDP_OK) {
+      result.outcome = TREL_UDP_UNUSABLE_REPLY;
+      result.error = "not every value of the reply could be stored; the engine's ERROR lines tell which";
+    }
+    return done;
+  }
+
+  bool sending = false;  // its request has reached the transport; a further request is another one's
+  TrelUdpResult result;
+
+ private:
+  TrelUdpLink& link_;
+  Operation* outer_;
+};
+
+// The engine is handling a datagram: where its answer goes.
+class TrelUdpLink::Serving {
+ public:
+  Serving(TrelUdpLink& link, const TrelUdpAddress& sender)
+      : asker(sender), askerIp(ipText(sender.ip)), link_(link), outer_(link.serving_) {
+    link_.serving_ = this;
+  }
+  ~Serving() { link_.serving_ = outer_; }
+  Serving(const Serving&) = delete;
+  Serving& operator=(const Serving&) = delete;
+
+  const TrelUdpAddress asker;
+  const std::string askerIp;  // as the engine is told it
+
+ private:
+  TrelUdpLink& link_;
+  Serving* outer_;
+};
+
+// A request on its way: what its reply looks like, and the reply. Several at once when calls nest.
+struct TrelUdpLink::Wait {
+  Wait(TrelUdpLink& of, const TRELMessage& request)
+      : link(of),
+        outer(of.wait_),
+        operation(of.operation_ != nullptr && !of.operation_->sending ? of.operation_ : nullptr),
+        peer(of.peer_),
+        msgId(request.msgId),
+        replyAction(request.action + 2) {
+    if (operation != nullptr) operation->sending = true;
+    link.wait_ = this;
+  }
+  ~Wait() {
+    link.wait_ = outer;
+    (operation != nullptr ? operation->result : link.lastResult_) = std::move(result);
+  }
+  Wait(const Wait&) = delete;
+  Wait& operator=(const Wait&) = delete;
+
+  void end(TrelUdpOutcome outcome, int code, std::string error) {
+    result.outcome = outcome;
+    result.code = code;
+    result.text = resultText(code);
+    result.error = std::move(error);
+  }
+
+  // Reads the reply as far as its header goes; whether its values fit, the engine finds out.
+  void judgeReply(const TRELMessage& request) {
+    const char* const bytes = reply.data();
+    if (versionOf(bytes) != TREL_PROT_VERSION) {
+      end(TREL_UDP_UNUSABLE_REPLY, RESULT_PROTOCOL_VERSION_MISMATCH,
+          peer.str() + " answers in protocol version " + std::to_string(versionOf(bytes)));
+    } else if (reply.size() < static_cast<std::size_t>(TREL_RESPONSE_HEADER_LEN)) {
+      end(TREL_UDP_UNUSABLE_REPLY, RESULT_WRONG_LEN,
+          "the reply of " + peer.str() + " ends in its header, after " + std::to_string(reply.size()) + " bytes");
+    } else {
+      judgeCode(request, static_cast<int>(byteAt(bytes, 8)), u16At(bytes, 9));
+    }
+  }
+
+  void judgeCode(const TRELMessage& request, int code, unsigned short position) {
+    if (code == RESULT_OK || code == RESULT_DUPLICATE_MSG || code == RESULT_LOST_MSG) {
+      end(TREL_UDP_OK, code, "");
+      return;
+    }
+    end(TREL_UDP_REFUSED, code, peer.str() + refusalText(code));
+    result.index = position;
+    if (isAboutOneVariable(code) && position < request.properties.size()) {
+      result.variable = request.properties[position]->name;
+    }
+  }
+
+  TrelUdpLink& link;
+  Wait* outer;
+  Operation* operation;  // whose request it is; null when the engine was called through its base
+  TrelUdpAddress peer;   // the one that is asked, whatever setPeer is told meanwhile
+  unsigned short msgId;
+  int replyAction;
+  bool sent = false;  // nothing that came before is its reply
+  bool answered = false;
+  std::string reply;
+  TrelUdpResult result;
+};
+
+// ----- the socket ------------------------------------------------------------------------------------------------------------
+
+bool TrelUdpLink::open(const std::string& address, unsigned short port) {
+  TrelUdpAddress wanted;
+  if (fd_ >= 0) return fail("open " + address + ": the socket is open already, at " + address_.str());
+  if (!parseIp(address, wanted.ip)) return fail("open \"" + address + "\": no dotted IPv4 address");
+  wanted.port = port;
+
+  const int fd = ::socket(AF_INET, SOCK_DGRAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0);
+  if (fd < 0) return fail("socket for " + wanted.str() + ": " + errnoText(errno));
+  sockaddr_in raw = socketAddress(wanted);
+  if (::bind(fd, reinterpret_cast<const sockaddr*>(&raw), sizeof raw) != 0) {
+    const int error = errno;
+    ::close(fd);
+    return fail("bind " + wanted.str() + ": " + errnoText(error));
+  }
+  socklen_t rawLen = sizeof raw;
+  if (::getsockname(fd, reinterpret_cast<sockaddr*>(&raw), &rawLen) != 0) {
+    const int error = errno;
+    ::close(fd);
+    return fail("getsockname of " + wanted.str() + ": " + errnoText(error));
+  }
+  fd_ = fd;
+  address_ = fromSocketAddress(raw);
+  return true;
+}
+
+void TrelUdpLink::close() {
+  if (fd_ < 0) return;
+  ::close(fd_);
+  fd_ = -1;
+  address_ = TrelUdpAddress();
+  counters_.dropped[TREL_UDP_DROP_CLOSED] += kept_.size();
+  kept_.clear();
+}
+
+bool TrelUdpLink::fail(const std::string& what) {
+  errorText_ = what;
+  return false;
+}
+
+// ----- peers -----------------------------------------------------------------------------------------------------------------
+
+// Reads an address that is somebody's. False, with errorText: it is not.
+bool TrelUdpLink::readAddress(const std::string& what, const std::string& text, unsigned int& ip) {
+  if (!parseIp(text, ip)) return fail(what + " \"" + text + "\": no dotted IPv4 address");
+  if (ip == 0) return fail(what + " " + text + ": not the address of one machine");
+  return true;
+}
+
+bool TrelUdpLink::readSpeaker(const std::string& what, const std::string& text, unsigned int& ip) {
+  if (!readAddress(what, text, ip)) return false;
+  if (ip >= FIRST_MULTICAST_IP) return fail(what + " " + text + ": not the address of one machine");
+  return true;
+}
+
+bool TrelUdpLink::fitsContexts(const std::string& what, const std::vector<unsigned int>& list, unsigned int peerIp) {
+  std::vector<unsigned int> all = list;
+  if (peerIp != 0 && !contains(all, peerIp)) all.push_back(peerIp);
+  if (all.size() <= TREL_UDP_MAX_PEERS) return true;
+  std::string addresses;
+  for (const unsigned int ip : all) {
+    addresses += (addresses.empty() ? "" : ", ") + ipText(ip);
+  }
+  return fail(what + ": " + std::to_string(all.size()) + " different addresses (" + addresses +
+              ") would be allowed to speak, and the engine follows " + std::to_string(TREL_UDP_MAX_PEERS));
+}
+
+bool TrelUdpLink::setPeer(const std::string& address, unsigned short port) {
+  TrelUdpAddress wanted;
+  if (!readSpeaker("peer", address, wanted.ip)) return false;
+  if (port == 0) return fail("peer " + address + ": port 0");
+  wanted.port = port;
+  if (!fitsContexts("peer " + wanted.str(), allowed_, wanted.ip)) return false;
+  peer_ = wanted;
+  return true;
+}
+
+bool TrelUdpLink::setEventReceiver(const std::string& address, unsigned short port) {
+  TrelUdpAddress wanted;
+  if (!readAddress("event receiver", address, wanted.ip)) return false;
+  if (port == 0) return fail("event receiver " + address + ": port 0");
+  wanted.port = port;
+  eventReceiver_ = wanted;
+  return true;
+}
+
+bool TrelUdpLink::setAllowedPeers(const std::vector<std::string>& addresses) {
+  std::vector<unsigned int> wanted;
+  for (const std::string& address : addresses) {
+    unsigned int ip = 0;
+    if (!readSpeaker("allowed peer", address, ip)) return false;
+    if (!contains(wanted, ip)) wanted.push_back(ip);
+  }
+  if (!fitsContexts("allowed peers", wanted, peer_.ip)) return false;
+  allowed_.swap(wanted);
+  return true;
+}
+
+bool TrelUdpLink::isAllowed(const TrelUdpAddress& sender) const {
+  if (allowed_.empty() && peer_.port == 0) return sender.ip == INADDR_LOOPBACK;
+  return (peer_.port != 0 && sender.ip == peer_.ip) || contains(allowed_, sender.ip);
+}
+
+// ----- sending ---------------------------------------------------------------------------------------------------------------
+
+bool TrelUdpLink::send(const TRELMessage& message) {
+  switch (message.msgKind) {
+    case TREL_KIND_REQUEST:
+      return ask(message);
+    case TREL_KIND_RESPONSE:
+      return answer(message);
+    case TREL_KIND_AMI:
+      return report(message);
+    default:
+      return failSending("message of the unknown kind " + std::to_string(message.msgKind));
+  }
+}
+
+bool TrelUdpLink::answer(const TRELMessage& response) {
+  // The engine gives an answer the sender that it was told with the datagram. Its error answer to a reply of ours has none, and
+  // must not go to whoever is being served around that call.
+  if (serving_ == nullptr || response.sender != serving_->askerIp) {
+    return failSending("response " + std::to_string(response.msgId) + ": answers no datagram that is being handled");
+  }
+  const TrelUdpAddress asker = serving_->asker;
+  BufferLease lease(sendBuffer_);
+  return write(response, asker, lease.bytes) && transmit(lease.bytes, asker, counters_.responsesSent);
+}
+
+bool TrelUdpLink::report(const TRELMessage& ami) {
+  const TrelUdpAddress receiver = eventReceiver_;
+  if (receiver.port == 0) {
+    return failSending("autonomous message " + std::to_string(ami.msgId) + ": there is no event receiver");
+  }
+  BufferLease lease(sendBuffer_);
+  return write(ami, receiver, lease.bytes) && transmit(lease.bytes, receiver, counters_.amisSent);
+}
+
+bool TrelUdpLink::ask(const TRELMessage& request) {
+  Wait wait(*this, request);
+  wait.end(TREL_UDP_NOT_SENT, RESULT_NOT_SEND, "an exception ended it before it was sent");
+  BufferLease lease(sendBuffer_);
+  if (!mayAsk(request) || !write(request, wait.peer, lease.bytes)) {
+    wait.end(TREL_UDP_NOT_SENT, RESULT_NOT_SEND, errorText_);
+    return false;
+  }
+  discardEarlierReplies();
+  wait.sent = true;
+
+  const unsigned int retries = request.action == TREL_ACTION_READ ? readRetries_ : writeRetries_;
+  for (unsigned long long again = 0; again <= retries && !wait.answered; ++again) {
+    wait.end(TREL_UDP_NO_REPLY, RESULT_NOT_RECEIVED, noReplyText(wait.peer, replyTimeout_, again + 1));
+    if (!transmit(lease.bytes, wait.peer, again == 0 ? counters_.requestsSent : counters_.requestsSentAgain)) {
+      if (again == 0) wait.end(TREL_UDP_NOT_SENT, RESULT_NOT_SEND, errorText_);
+      if (again > 0) wait.end(TREL_UDP_SOCKET_ERROR, RESULT_NOT_RECEIVED, errorText_);
+      return false;
+    }
+    if (!awaitReply(wait)) {
+      wait.end(TREL_UDP_SOCKET_ERROR, RESULT_NOT_RECEIVED, errorText_);
+      return false;
+    }
+  }
+  if (!wait.answered) return fail(wait.result.error);
+  wait.judgeReply(request);
+  owner_.replyBuffer = std::move(wait.reply);
+  return true;
+}
+
+bool TrelUdpLink::mayAsk(const TRELMessage& request) {
+  const bool isRequest = request.action == TREL_ACTION_READ || request.action == TREL_ACTION_WRITE;
+  if (isRequest && peer_.port != 0) return true;
+  const std::string why =
+      isRequest ? "there is no peer" : "action " + std::to_string(request.action) + " is no request";
+  return failSending("request " + std::to_string(request.msgId) + ": " + why);
+}
+
+bool TrelUdpLink::write(const TRELMessage& message, const TrelUdpAddress& to, std::vector<char>& buffer) {
+  if (message.headerLen < TREL_HEADER_LEN) return failSending("send to " + to.str() + ": the message has no header");
+  const int length = message.headerLen + message.sizeOfTlvs();
+  buffer.resize(static_cast<std::size_t>(length));
+  if (message.serialize(buffer.data(), length)) return true;
+  return failSending("send to " + to.str() + ": the message cannot be serialized; the engine's ERROR lines tell why");
+}
+
+bool TrelUdpLink::transmit(const std::vector<char>& bytes, const TrelUdpAddress& to, unsigned long long& counter) {
+  if (fd_ < 0) return failSending("send to " + to.str() + ": the socket is not open");
+  const sockaddr_in raw = socketAddress(to);
+  ssize_t sent = -1;
+  do {
+    sent = ::sendto(fd_, bytes.data(), bytes.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
+                    reinterpret_cast<const sockaddr*>(&raw), sizeof raw);
+  } while (sent < 0 && errno == EINTR);
+  if (sent < 0) {
+    const int error = errno;
+    return failSending("send to " + to.str() + ", " + std::to_string(bytes.size()) + " bytes: " + errnoText(error));
+  }
+  ++counter;
+  owner_.datagramPassed({TREL_UDP_SENT, TREL_UDP_DROP_CUT, to, bytes.data(), static_cast<unsigned int>(bytes.size())});
+  return true;
+}
+
+bool TrelUdpLink::failSending(const std::string& what) {
+  ++counters_.notSent;
+  return fail(what);
+}
+
+// ----- waiting ---------------------------------------------------------------------------------------------------------------
+
+// What is in the socket before the request leaves cannot be its reply, whatever id it bears: the id of a request that was given
+// up may be in use again.
+void TrelUdpLink::discardEarlierReplies() {
+  for (unsigned int looked = 0; fd_ >= 0 && looked < TREL_UDP_MAX_KEPT; ++looked) {
+    if (receiveOne(true) != Received::DATAGRAM) return;
+  }
+}
+
+// Until the reply is there or the time is over, which wait.answered tells. False, with errorText: the socket failed.
+bool TrelUdpLink::awaitReply(Wait& wait) {
+  const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(replyTimeout_);
+  // What is there already when the time is over is still looked at, because the process may have slept; but a flood ends.
+  unsigned int afterDeadline = 0;
+  while (!wait.answered) {
+    const Received received = receiveOne(true);
+    if (wait.answered) break;
+    if (received == Received::FAILED) return false;
+    const bool over = Clock::now() >= deadline;
+    if (over && (received == Received::NOTHING || ++afterDeadline >= TREL_UDP_MAX_KEPT)) {
+      ++counters_.timeOuts;
+      break;
+    }
+    if (received == Received::NOTHING && !pollUntil(deadline)) return false;
+  }
+  return true;
+}
+
+// Returns when something may be waiting, the time is over or a signal came. False, with errorText: the socket failed.
+bool TrelUdpLink::pollUntil(Clock::time_point deadline) {
+  pollfd waiting;
+  waiting.fd = fd_;
+  waiting.events = POLLIN;
+  waiting.revents = 0;
+  if (::poll(&waiting, 1, millisecondsUntil(deadline)) >= 0 || errno == EINTR) return true;
+  const int error = errno;
+  ++counters_.receiveErrors;
+  return fail("poll at " + address_.str() + ": " + errnoText(error));
+}
+
+// ----- receiving -------------------------------------------------------------------------------------------------------------
+
+bool TrelUdpLink::waitForDatagram(unsigned int milliseconds) {
+  if (!kept_.empty()) return true;
+  if (fd_ < 0) return fail("wait: the socket is not open");
+  const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(milliseconds);
+  pollfd waiting;
+  waiting.fd = fd_;
+  waiting.events = POLLIN;
+  int ready = 0;
+  do {
+    waiting.revents = 0;
+    ready = ::poll(&waiting, 1, millisecondsUntil(deadline));
+  } while (ready == 0 && Clock::now() < deadline);
+  if (ready < 0 && errno == EINTR) return false;
+  if (ready >= 0 && (waiting.revents & POLLNVAL) == 0) return ready > 0;
+  const int error = ready < 0 ? errno : EBADF;
+  ++counters_.receiveErrors;
+  return fail("wait at " + address_.str() + ": " + errnoText(error));
+}
+
+int TrelUdpLink::handleDatagrams(unsigned int limit) {
+  unsigned int taken = 0;
+  while (taken < limit) {
+    if (!handleOldestKept()) {
+      const Received received = receiveOne(false);
+      if (received == Received::FAILED && taken == 0) return -1;
+      if (received != Received::DATAGRAM) break;
+    }
+    ++taken;
+  }
+  return static_cast<int>(taken);
+}
+
+// Takes one datagram out of the socket and does with it what is due: `keep` puts off what is for the engine.
+TrelUdpLink::Received TrelUdpLink::receiveOne(bool keep) {
+  BufferLease lease(receiveBuffer_);
+  TrelUdpDatagram datagram = {TREL_UDP_HANDED_OVER, TREL_UDP_DROP_CUT, TrelUdpAddress(), nullptr, 0};
+  bool cut = false;
+  const Received received = receiveInto(lease.bytes, datagram, cut);
+  if (received != Received::DATAGRAM) return received;
+
+  ++counters_.received;
+  if (cut) {
+    drop(datagram, TREL_UDP_DROP_CUT);
+  } else if (isResponse(datagram)) {
+    judgeResponse(datagram);
+  } else if (!isAllowed(datagram.address)) {
+    drop(datagram, TREL_UDP_DROP_FOREIGN_SENDER);
+  } else if (keep) {
+    keepForLater(datagram);
+  } else {
+    ++counters_.handedOver;
+  }
+  // Everything is in order again before the hook is called: it may throw, or call us.
+  owner_.datagramPassed(datagram);
+  if (datagram.fate == TREL_UDP_HANDED_OVER) handOver(datagram.bytes, datagram.length, datagram.address);
+  return Received::DATAGRAM;
+}
+
+TrelUdpLink::Received TrelUdpLink::receiveInto(std::vector<char>& buffer, TrelUdpDatagram& datagram, bool& cut) {
+  if (fd_ < 0) {
+    fail("receive: the socket is not open");
+    return Received::FAILED;
+  }
+  if (buffer.size() < TREL_UDP_RECEIVE_LEN) buffer.resize(TREL_UDP_RECEIVE_LEN);
+  sockaddr_in sender;
+  std::memset(&sender, 0, sizeof sender);
+  iovec place;
+  place.iov_base = buffer.data();
+  place.iov_len = buffer.size();
+  msghdr header;
+  std::memset(&header, 0, sizeof header);
+  ssize_t length = -1;
+  do {
+    header.msg_name = &sender;
+    header.msg_namelen = sizeof sender;
+    header.msg_iov = &place;
+    header.msg_iovlen = 1;
+    length = ::recvmsg(fd_, &header, MSG_DONTWAIT);
+  } while (length < 0 && errno == EINTR);
+  if (length < 0) {
+    const int error = errno;
+    if (error == EAGAIN || error == EWOULDBLOCK) return Received::NOTHING;
+    ++counters_.receiveErrors;
+    fail("receive at " + address_.str() + ": " + errnoText(error));
+    return Received::FAILED;
+  }
+  datagram.address = fromSocketAddress(sender);
+  datagram.bytes = buffer.data();
+  datagram.length = static_cast<unsigned int>(length);
+  cut = (header.msg_flags & MSG_TRUNC) != 0;
+  return Received::DATAGRAM;
+}
+
+// A response is never handed to the engine from here: it is the reply that a wait is for, or it is nothing.
+void TrelUdpLink::judgeResponse(TrelUdpDatagram& datagram) {
+  if (Wait* wait = waitFor(datagram)) {
+    wait->reply.assign(datagram.bytes, datagram.length);
+    wait->answered = true;
+    lastReplyFrom_ = datagram.address;
+    lastReplyId_ = msgIdOf(datagram.bytes);
+    lastReplyAction_ = actionOf(datagram.bytes);
+    ++counters_.replies;
+    datagram.fate = TREL_UDP_REPLY;
+  } else if (!isAllowed(datagram.address)) {
+    drop(datagram, TREL_UDP_DROP_FOREIGN_SENDER);
+  } else if (same(datagram.address, lastReplyFrom_) && msgIdOf(datagram.bytes) == lastReplyId_ &&
+             actionOf(datagram.bytes) == lastReplyAction_) {
+    drop(datagram, TREL_UDP_DROP_DUPLICATE_REPLY);
+  } else if (wait_ == nullptr || !wait_->sent) {
+    drop(datagram, TREL_UDP_DROP_UNAWAITED_REPLY);
+  } else if (same(datagram.address, wait_->peer)) {
+    drop(datagram, TREL_UDP_DROP_STALE_REPLY);
+  } else {
+    drop(datagram, TREL_UDP_DROP_FOREIGN_REPLY);
+  }
+}
+
+// The innermost wait that this is the reply of, or null. An outer one gets its reply too while an inner one goes on.
+TrelUdpLink::Wait* TrelUdpLink::waitFor(const TrelUdpDatagram& response) const {
+  for (Wait* wait = wait_; wait != nullptr; wait = wait->outer) {
+    if (wait->sent && !wait->answered && same(response.address, wait->peer) && msgIdOf(response.bytes) == wait->msgId &&
+        actionOf(response.bytes) == wait->replyAction) {
+      return wait;
+    }
+  }
+  return nullptr;
+}
+
+void TrelUdpLink::keepForLater(TrelUdpDatagram& datagram) {
+  if (kept_.size() >= TREL_UDP_MAX_KEPT) {
+    drop(datagram, TREL_UDP_DROP_KEPT_FULL);
+    return;
+  }
+  kept_.push_back({datagram.address, std::string(datagram.bytes, datagram.length)});
+  datagram.fate = TREL_UDP_KEPT;
+}
+
+void TrelUdpLink::drop(TrelUdpDatagram& datagram, TrelUdpDrop reason) {
+  ++counters_.dropped[reason];
+  datagram.fate = TREL_UDP_DROPPED;
+  datagram.drop = reason;
+}
+
+// False: none was kept. The sender is asked for again, because it may have been taken off the list meanwhile.
+bool TrelUdpLink::handleOldestKept() {
+  if (kept_.empty()) return false;
+  const KeptDatagram datagram = std::move(kept_.front());
+  kept_.pop_front();
+  if (isAllowed(datagram.sender)) {
+    ++counters_.handedOver;
+    handOver(datagram.bytes.data(), static_cast<unsigned int>(datagram.bytes.size()), datagram.sender);
+  } else {
+    ++counters_.dropped[TREL_UDP_DROP_FOREIGN_SENDER];
+  }
+  return true;
+}
+
+void TrelUdpLink::handOver(const char* bytes, unsigned int length, const TrelUdpAddress& sender) {
+  const Serving serving(*this, sender);
+  owner_.handleTrelMsg(static_cast<int>(length), bytes, serving.askerIp.c_str());
+}
+
+// ----- TrelUdp ---------------------------------------------------------------------------------------------------------------
+
+TrelUdp::TrelUdp() : TrelUdp(true) {}
+TrelUdp::TrelUdp(bool replyOnHeaderErrors)
+    : TrelProtocolBase(replyOnHeaderErrors), link_(std::make_unique<TrelUdpLink>(*this)) {}
+TrelUdp::~TrelUdp() = default;
+
+bool TrelUdp::open(const std::string& address, unsigned short port) { return link_->open(address, port); }
+void TrelUdp::close() { link_->close(); }
+bool TrelUdp::isOpen() const { return link_->fd() >= 0; }
+TrelUdpAddress TrelUdp::address() const { return link_->address(); }
+unsigned short TrelUdp::port() const { return link_->address().port; }
+int TrelUdp::fd() const { return link_->fd(); }
+const std::string& TrelUdp::errorText() const { return link_->errorText(); }
+
+bool TrelUdp::setPeer(const std::string& address, unsigned short port) { return link_->setPeer(address, port); }
+TrelUdpAddress TrelUdp::peer() const { return link_->peer(); }
+bool TrelUdp::setEventReceiver(const std::string& address, unsigned short port) {
+  return link_->setEventReceiver(address, port);
+}
+TrelUdpAddress TrelUdp::eventReceiver() const { return link_->eventReceiver(); }
+bool TrelUdp::setAllowedPeers(const std::vector<std::string>& addresses) { return link_->setAllowedPeers(addresses); }
+bool TrelUdp::isAllowed(const TrelUdpAddress& sender) const { return link_->isAllowed(sender); }
+
+void TrelUdp::setReplyTimeout(unsigned int milliseconds) { link_->setReplyTimeout(milliseconds); }
+void TrelUdp::setReadRetries(unsigned int retries) { link_->setReadRetries(retries); }
+void TrelUdp::setWriteRetries(unsigned int retries) { link_->setWriteRetries(retries); }
+const TrelUdpResult& TrelUdp::lastResult() const { return link_->lastResult(); }
+
+int TrelUdp::readObject(TrelObject& object) {
+  TrelUdpLink::Operation operation(*link_);
+  return operation.ended(TrelProtocolBase::readObject(object));
+}
+int TrelUdp::readObjects(std::vector<TrelObject*> list) {
+  TrelUdpLink::Operation operation(*link_);
+  return operation.ended(TrelProtocolBase::readObjects(std::move(list)));
+}
+int TrelUdp::readProperty(TrelProperty& property) {
+  TrelUdpLink::Operation operation(*link_);
+  return operation.ended(TrelProtocolBase::readProperty(property));
+}
+int TrelUdp::readPropertys(std::vector<TrelProperty*> properties) {
+  TrelUdpLink::Operation operation(*link_);
+  return operation.ended(TrelProtocolBase::readPropertys(std::move(properties)));
+}
+int TrelUdp::writeObject(TrelObject& object) {
+  TrelUdpLink::Operation operation(*link_);
+  return operation.ended(TrelProtocolBase::writeObject(object));
+}
+int TrelUdp::writeObjects(std::vector<TrelObject*> list) {
+  TrelUdpLink::Operation operation(*link_);
+  return operation.ended(TrelProtocolBase::writeObjects(std::move(list)));
+}
+int TrelUdp::writeProperty(TrelProperty& property) {
+  TrelUdpLink::Operation operation(*link_);
+  return operation.ended(TrelProtocolBase::writeProperty(property));
+}
+int TrelUdp::writePropertys(std::vector<TrelProperty*> properties) {
+  TrelUdpLink::Operation operation(*link_);
+  return operation.ended(TrelProtocolBase::writePropertys(std::move(properties)));
+}
+int TrelUdp::sendRequest(unsigned char action, TRELRequest& request) {
+  TrelUdpLink::Operation operation(*link_);
+  return operation.ended(TrelProtocolBase::sendRequest(action, request));
+}
+
+bool TrelUdp::waitForDatagram(unsigned int milliseconds) { return link_->waitForDatagram(milliseconds); }
+int TrelUdp::handleDatagrams(unsigned int limit) { return link_->handleDatagrams(limit); }
+unsigned int TrelUdp::kept() const { return link_->kept(); }
+const TrelUdpCounters& TrelUdp::counters() const { return link_->counters(); }
+
+void TrelUdp::datagramPassed(const TrelUdpDatagram& /*datagram*/) {}
+
+int TrelUdp::sendMsg(TRELMessage& message) { return link_->send(message) ? 1 : 0; }

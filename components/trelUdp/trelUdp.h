@@ -1,0 +1,264 @@
+// A ready-made UDP transport: the engine with a socket under it, for applications that have no transport of their own.
+//
+//   your class -- overrides hooks --> TrelUdp -- is a --> TrelProtocolBase
+//                                        | sendMsg, one IPv4 UDP socket
+//                                        v
+//                                      peers
+//
+//   TrelUdp card;                                   // or a class derived from it: amiMessageHandler, handleTrelMsgOld, ...
+//   card.registerObject(&sensors);
+//   if (!card.open("127.0.0.1", 4000)) complain(card.errorText());
+//   for (;;) {
+//     card.waitForDatagram(1000);                   // or poll() on card.fd(), see below
+//     card.handleDatagrams();                       // serves what came, a bounded number of datagrams
+//     card.eventHandler();                          // your period, if the card reports events
+//   }
+//
+//   TrelUdp manager;
+//   if (!manager.open() || !manager.setPeer("127.0.0.1", 4000)) complain(manager.errorText());
+//   if (manager.readObject(mirror) == 0) complain(manager.lastResult().str());
+//
+// What goes where
+//   response             to the address and port that asked, remembered for each datagram, also when calls nest
+//   request              to the peer (setPeer); the call waits for the one reply that comes from that address and port with the
+//                        request's message id and its action + 2, and hands nothing else to the engine meanwhile
+//   autonomous message   to the event receiver (setEventReceiver)
+//
+// Nothing is authenticated: whoever can send from an allowed address is believed. Only datagrams from allowed addresses are
+// handed to the engine (setAllowedPeers; loopback alone unless told otherwise), and of responses only the one awaited, because
+// the engine would store the values of any.
+//
+// No thread, no signal, no log line; the engine logs as ever. The socket is non-blocking and closed on exec; only client
+// operations and waitForDatagram wait, both with a deadline on the monotonic clock. All calls come from the thread that drives
+// the engine. An exception of a hook passes through to the caller; the next call works as if it had not happened.
+#ifndef TREL_TRELUDP_H
+#define TREL_TRELUDP_H
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "trel/trelProtocolBase.h"
+
+// The library's own build defines TREL_UDP_API, to mark what it exports. Applications leave it alone.
+#ifndef TREL_UDP_API
+#define TREL_UDP_API
+#endif
+
+// Addresses that may speak to one TrelUdp, its peer among them: as many as the engine follows, for the life of the process.
+inline constexpr unsigned int TREL_UDP_MAX_PEERS = static_cast<unsigned int>(TREL_SENDER_CONTEXTS);
+// Datagrams that are kept while a client operation waits for its reply.
+inline constexpr unsigned int TREL_UDP_MAX_KEPT = 64;
+// Datagrams that handleDatagrams takes when it is not told a number.
+inline constexpr unsigned int TREL_UDP_DATAGRAMS_PER_CALL = 32;
+// The receive buffer. More than UDP over IPv4 can carry; what is cut all the same is dropped.
+inline constexpr unsigned int TREL_UDP_RECEIVE_LEN = 65535;
+
+// An IPv4 address and a UDP port, both in host order.
+struct TREL_UDP_API TrelUdpAddress {
+  unsigned int ip = 0;      // 127.0.0.1 is 0x7F000001
+  unsigned short port = 0;  // 0: none
+
+  // "127.0.0.1:4000"
+  std::string str() const;
+};
+
+// Why a received datagram did not reach the engine.
+enum TrelUdpDrop : unsigned int {
+  TREL_UDP_DROP_CUT = 0,              // longer than the receive buffer
+  TREL_UDP_DROP_FOREIGN_SENDER = 1,   // from an address that is not allowed
+  TREL_UDP_DROP_FOREIGN_REPLY = 2,    // a response, while one is awaited from another address or port
+  TREL_UDP_DROP_STALE_REPLY = 3,      // a response of the peer, while one with another message id or action is awaited
+  TREL_UDP_DROP_DUPLICATE_REPLY = 4,  // the reply that was taken last, once more
+  TREL_UDP_DROP_UNAWAITED_REPLY = 5,  // a response that nobody waits for
+  TREL_UDP_DROP_KEPT_FULL = 6,        // came while a reply was awaited, and TREL_UDP_MAX_KEPT were kept already
+  TREL_UDP_DROP_CLOSED = 7            // was kept when the socket was closed
+};
+inline constexpr unsigned int TREL_UDP_DROP_REASONS = 8;
+
+// The reason in words, "response that nobody waits for"; "unknown" for a value that is none of them.
+TREL_UDP_API const char* trelUdpDropText(TrelUdpDrop reason);
+
+// What became of a datagram.
+enum TrelUdpFate : unsigned int {
+  TREL_UDP_SENT = 0,
+  TREL_UDP_HANDED_OVER = 1,  // received, goes to the engine now
+  TREL_UDP_REPLY = 2,        // received, is a reply that is awaited
+  TREL_UDP_KEPT = 3,         // received, goes to the engine when the client operation that waits has ended
+  TREL_UDP_DROPPED = 4       // received, and nothing more
+};
+
+// One datagram, shown to TrelUdp::datagramPassed.
+struct TrelUdpDatagram {
+  TrelUdpFate fate;
+  TrelUdpDrop drop;        // why, when dropped; TREL_UDP_DROP_CUT otherwise
+  TrelUdpAddress address;  // the other end: whom it went to, or who sent it
+  const char* bytes;       // as they went through the socket; valid during the call
+  unsigned int length;
+};
+
+// How a client operation ended.
+enum TrelUdpOutcome : unsigned int {
+  TREL_UDP_NO_OPERATION = 0,    // there was none yet
+  TREL_UDP_OK = 1,              // the peer did it; RESULT_DUPLICATE_MSG and RESULT_LOST_MSG are marks only
+  TREL_UDP_REFUSED = 2,         // the peer answered with an error; nothing was stored here
+  TREL_UDP_NO_REPLY = 3,        // sent, and no reply in time. A write may have been executed all the same
+  TREL_UDP_NOT_SENT = 4,        // nothing left: nothing to ask, too many variables, no peer, or the socket refused
+  TREL_UDP_UNUSABLE_REPLY = 5,  // the reply is no whole response of our version, or a value of it fits nothing here
+  TREL_UDP_SOCKET_ERROR = 6     // sent, but the socket failed while the reply was awaited
+};
+
+// What the last client operation came to.
+struct TREL_UDP_API TrelUdpResult {
+  TrelUdpOutcome outcome = TREL_UDP_NO_OPERATION;
+  // OK, REFUSED: the peer's result code. UNUSABLE_REPLY: the peer's, or RESULT_PROTOCOL_VERSION_MISMATCH or RESULT_WRONG_LEN
+  // as judged here. NO_REPLY, SOCKET_ERROR: RESULT_NOT_RECEIVED. NOT_SENT: RESULT_NOT_SEND.
+  int code = RESULT_OK;
+  // The code in words: "RESULT READ ONLY". 16 and 17 have no words; "unknown" from 18 on.
+  const char* text = "RESULT OK";
+  // REFUSED: the position, from 0, of the variable that the peer names. -1 in every other case. An error that is no single
+  // variable's (RESULT_TOO_LONG, RESULT_CANNOT_EXEC) comes with 0.
+  int index = -1;
+  // The name of the property at that position of the request, when the code is about one variable (RESULT_GENERAL_ERROR to
+  // RESULT_READ_ONLY).
+  std::string variable;
+  // Everything but OK: a sentence for a person, with the address and the system's error text where they matter.
+  std::string error;
+
+  // One line: "refused: RESULT READ ONLY (10), variable 2, serialNumber".
+  std::string str() const;
+};
+
+// What went through the socket, since construction.
+//   received = handedOver + replies + all of `dropped` + kept(), between calls
+struct TREL_UDP_API TrelUdpCounters {
+  unsigned long long received = 0;                         // datagrams, whatever became of them
+  unsigned long long handedOver = 0;                       // given to the engine by handleDatagrams
+  unsigned long long replies = 0;                          // taken as the awaited reply of a request
+  unsigned long long dropped[TREL_UDP_DROP_REASONS] = {};  // by TrelUdpDrop
+
+  unsigned long long requestsSent = 0;       // first sendings
+  unsigned long long requestsSentAgain = 0;  // after a time-out
+  unsigned long long responsesSent = 0;
+  unsigned long long amisSent = 0;
+
+  unsigned long long timeOuts = 0;       // waits that ended without a reply, one for each sending
+  unsigned long long notSent = 0;        // messages that could not be sent, for any reason
+  unsigned long long receiveErrors = 0;  // failures of the receiving calls; no datagram was lost by them
+
+  unsigned long long droppedInAll() const;
+};
+
+class TrelUdpLink;
+
+// One end of the protocol with its socket.
+class TREL_UDP_API TrelUdp : public TrelProtocolBase {
+ public:
+  // No socket yet: see open. The argument is the engine's.
+  TrelUdp();
+  explicit TrelUdp(bool replyOnHeaderError);
+  // Closes the socket.
+  ~TrelUdp() override;
+
+  // ----- the socket -----
+
+  // Makes the socket and binds it: loopback and a free port unless told otherwise. "0.0.0.0" is every address of this machine;
+  // on a machine with several, name the one that the others know: a reply from another is a foreign one to them.
+  // False, with errorText: no dotted IPv4 address, open already, or the system's refusal ("bind 10.0.0.5:4000: Cannot assign
+  // requested address").
+  bool open(const std::string& address = "127.0.0.1", unsigned short port = 0);
+  // Closes it; kept datagrams are dropped. Peers, options and counters stay. Nothing happens when it is not open.
+  void close();
+  bool isOpen() const;
+  // Where it is bound, with the port that the system chose; 0 when it is not open.
+  TrelUdpAddress address() const;
+  unsigned short port() const;
+  // The descriptor, for the application's own poll loop: wait for POLLIN, then call handleDatagrams. Datagrams that are kept do
+  // not make it readable: when kept() is not 0, do not wait. -1 when it is not open. Stays ours: read it never.
+  int fd() const;
+
+  // Why the last call that failed did so: what, which address, the system's words. "send to 10.0.0.5:4000: Network is
+  // unreachable". Empty when none has failed yet; stays when a later call succeeds.
+  const std::string& errorText() const;
+
+  // ----- peers -----
+  // Addresses are dotted IPv4 text. False, with errorText and without a change: anything else, port 0, an address that is no
+  // single machine's (0.0.0.0, 224.0.0.0 and up), or more than TREL_UDP_MAX_PEERS different addresses allowed in all.
+
+  // Whom requests go to. May be changed between calls; a reply that is awaited is still awaited from the peer that was asked.
+  bool setPeer(const std::string& address, unsigned short port);
+  // Port 0 when there is none.
+  TrelUdpAddress peer() const;
+  // Where autonomous messages go; the peer or any other, a multicast address too. It is not allowed to speak by this. Without
+  // one they are not sent.
+  bool setEventReceiver(const std::string& address, unsigned short port);
+  TrelUdpAddress eventReceiver() const;
+  // Who may speak to the engine, from any port: these addresses and the peer's. When that is nobody, 127.0.0.1 alone. Replaces
+  // the list. The engine follows the requests of five senders for the life of the process, and an address that has used a
+  // context keeps it after it was taken off this list.
+  bool setAllowedPeers(const std::vector<std::string>& addresses);
+  // Whether a datagram from there would be handed over.
+  bool isAllowed(const TrelUdpAddress& sender) const;
+
+  // ----- requests -----
+
+  // How long a reply is awaited after each sending. 1000 ms at first. With 0 only what has come when the request is out is
+  // looked at. A client operation takes (1 + retries) * milliseconds at most.
+  void setReplyTimeout(unsigned int milliseconds);
+  // How often a read is sent again, with the same message id, when no reply came in time. Twice at first. A peer that had
+  // executed it marks its answer RESULT_DUPLICATE_MSG, which counts as good.
+  void setReadRetries(unsigned int retries);
+  // The same for a write. Not at all at first: a write that is sent again is executed again.
+  void setWriteRetries(unsigned int retries);
+
+  // What the last client operation of this object came to; of nested ones each leaves its own when it returns.
+  const TrelUdpResult& lastResult() const;
+
+  // The client operations of the engine, with the same arguments and results. They are declared again so that lastResult also
+  // tells about a request that the engine does not let out and about a reply that it could not store. Through a reference to
+  // TrelProtocolBase they work too; lastResult then tells what the transport alone knows.
+  int readObject(TrelObject& object);
+  int readObjects(std::vector<TrelObject*> list);
+  int readProperty(TrelProperty& property);
+  int readPropertys(std::vector<TrelProperty*> properties);
+  int writeObject(TrelObject& object);
+  int writeObjects(std::vector<TrelObject*> list);
+  int writeProperty(TrelProperty& property);
+  int writePropertys(std::vector<TrelProperty*> properties);
+  int sendRequest(unsigned char action, TRELRequest& request);
+
+  // ----- receiving -----
+
+  // Waits until there is something for handleDatagrams, kept datagrams included. True: there is. False: the time is over, a
+  // signal came, or the socket is not open or failed (errorText). 0 only looks.
+  bool waitForDatagram(unsigned int milliseconds);
+  // Takes what is waiting, at most `limit` datagrams, and hands those that may pass to the engine, one after the other: first
+  // those that were kept, then the socket's. Dropped ones count, so a flood cannot hold it. Never waits. Hooks may call it.
+  // Returns how many it took; -1 when it took none because the socket is not open or failed (errorText).
+  int handleDatagrams(unsigned int limit = TREL_UDP_DATAGRAMS_PER_CALL);
+  // Datagrams that came while a client operation waited and that handleDatagrams has not handled yet. Two ends that ask each
+  // other at the same moment do not answer each other before their own wait is over.
+  unsigned int kept() const;
+
+  const TrelUdpCounters& counters() const;
+
+  // ----- hooks -----
+
+  // Sees every datagram once, with its fate: one that was sent when the system has taken it, one that was received when its fate
+  // is decided and before the engine has it. For diagnostics; does nothing here. It may call the engine.
+  virtual void datagramPassed(const TrelUdpDatagram& datagram);
+
+  // The engine's transport. Not 0: sent, and for a request also answered, with the reply in replyBuffer. 0: errorText, and for
+  // a request lastResult.
+  //   response   answers the datagram that the engine is handling, and has its sender's address; any other is not sent: an
+  //              error answer to a reply, or to a datagram that the application handed to handleTrelMsg itself
+  //   request    datagrams that come during the wait: the awaited reply ends it, other responses are dropped, the rest is kept.
+  //              A response that was there before the request left is not its reply
+  int sendMsg(TRELMessage& message) override;
+
+ private:
+  friend class TrelUdpLink;
+  std::unique_ptr<TrelUdpLink> link_;
+};
+
+#endif
