@@ -1,0 +1,32 @@
+# Runs the demo and looks at how it ends and what it says. See CMakeLists.txt.
+
+set(arguments --programs "${PROGRAMS}")
+if(FAULT)
+  list(APPEND arguments --break "${FAULT}")
+endif()
+if(EMULATOR)
+  list(APPEND arguments -- ${EMULATOR})
+endif()
+
+execute_process(COMMAND "${DEMO}" ${arguments} OUTPUT_VARIABLE said ERROR_VARIABLE said RESULT_VARIABLE result)
+message("${said}")
+
+if(NOT result STREQUAL EXIT)
+  message(FATAL_ERROR "The demo ended with ${result} and should end with ${EXIT}.")
+endif()
+if(said MATCHES "Sanitizer|runtime error")
+  message(FATAL_ERROR "A sanitizer found something.")
+endif()
+# Lists of CMake are no place for brackets, so the expressions are taken off one by one.
+while(NOT SAYS STREQUAL "")
+  string(FIND "${SAYS}" "|||" end)
+  string(SUBSTRING "${SAYS}" 0 ${end} expression)
+  if(NOT said MATCHES "${expression}")
+    message(FATAL_ERROR "The demo does not say: ${expression}")
+  endif()
+  if(end EQUAL -1)
+    break()
+  endif()
+  math(EXPR end "${end} + 3")
+  string(SUBSTRING "${SAYS}" ${end} -1 SAYS)
+endwhile()

@@ -1,0 +1,230 @@
+// Calls inside calls: hooks that ask the peer, hooks that handle datagrams, requests inside a wait.
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "plainSocket.h"
+#include "station.h"
+
+namespace {
+
+class UdpNesting : public testing::Test {
+ protected:
+  UdpNesting() { EXPECT_TRUE(station.setPeer("127.0.0.1", peer.port())); }
+
+  Station station;
+  PlainSocket peer;
+  PlainSocket asker;
+};
+
+}  // namespace
+
+TEST_F(UdpNesting, EachAnswerGoesToItsOwnAskerWhenAHookHandlesTheNextDatagram) {
+  PlainSocket second;
+  PlainSocket third;
+  asker.send("4F544E31 01 01 0001 | 10800001 01 0004 00000000"_hex, station.port());
+  second.send("4F544E31 01 01 0002 | 10800002 02 0002 0000"_hex, station.port());
+  third.send("4F544E31 01 01 0003 | 10800003 03 0001 00"_hex, station.port());
+  station.scalar.onUpdate = [this] { station.handleDatagrams(1); };
+  EXPECT_EQ(station.handleDatagrams(1), 1);
+  EXPECT_EQ(asker.receive(), "4F544E31 01 03 0001 00 0000 | 10800001 01 0004 0000002A");
+  EXPECT_EQ(second.receive(), "4F544E31 01 03 0002 00 0000 | 10800002 02 0002 0007");
+  EXPECT_EQ(third.receive(), "4F544E31 01 03 0003 00 0000 | 10800003 03 0001 0A");
+  EXPECT_TRUE(station.countersAddUp());
+}
+
+TEST_F(UdpNesting, TheDatagramThatIsBeingHandledIsNotOverwrittenByANestedOne) {
+  PlainSocket second;
+  asker.send("4F544E31 01 02 0001 | 10800001 01 0004 00000063 | 10800003 03 0001 09"_hex, station.port());
+  second.send("4F544E31 01 02 0002 | 10800001 01 0004 00000011 | 10800003 03 0001 05"_hex, station.port());
+  bool nested = false;
+  station.scalar.onUpdate = [&] {
+    if (nested) return;
+    nested = true;
+    station.handleDatagrams(1);
+  };
+  EXPECT_EQ(station.handleDatagrams(1), 1);
+  EXPECT_EQ(station.temperature(), 99U) << "the outer write is stored last, with its own bytes";
+  EXPECT_EQ(station.scalar.limit->value, 9);
+  EXPECT_EQ(asker.receive(), "4F544E31 01 04 0001 00 0000");
+  EXPECT_EQ(second.receive(), "4F544E31 01 04 0002 00 0000");
+}
+
+TEST_F(UdpNesting, AHookMayAskThePeerWhileARequestIsBeingAnswered) {
+  asker.send("4F544E31 01 01 0001 | 10800001 01 0004 00000000"_hex, station.port());
+  station.scalar.onUpdate = [this] {
+    station.scalar.onUpdate = nullptr;
+    EXPECT_EQ(station.readProperty(*station.scalar.limit), 1);
+  };
+  station.onRequestSent = [this] {
+    peer.send("4F544E31 01 03 0001 00 0000 | 10800003 03 0001 63"_hex, station.port());
+  };
+  EXPECT_EQ(station.handleDatagrams(), 1);
+  EXPECT_EQ(station.scalar.limit->value, 99);
+  EXPECT_EQ(peer.receive(), "4F544E31 01 01 0001 | 10800003 03 0001 0A");
+  EXPECT_EQ(peer.receive(), "nothing") << "the answer is not the peer's";
+  EXPECT_EQ(asker.receive(), "4F544E31 01 03 0001 00 0000 | 10800001 01 0004 0000002A");
+}
+
+TEST_F(UdpNesting, AHookMayAskThePeerOnWhoseBehalfItRuns) {
+  peer.send("4F544E31 01 02 0009 | 10800001 01 0004 00000063"_hex, station.port());
+  station.scalar.onUpdated = [this] {
+    station.scalar.onUpdated = nullptr;
+    EXPECT_EQ(station.readProperty(*station.scalar.limit), 1);
+  };
+  station.onRequestSent = [this] { peer.send("4F544E31 01 03 0001 00 0000"_hex, station.port()); };
+  EXPECT_EQ(station.handleDatagrams(), 1);
+  EXPECT_EQ(peer.receive(), "4F544E31 01 01 0001 | 10800003 03 0001 0A");
+  EXPECT_EQ(peer.receive(), "4F544E31 01 04 0009 00 0000");
+}
+
+TEST_F(UdpNesting, AHookThatProcessesAReplyMayAskAgain) {
+  station.onRequestSent = [this] {
+    peer.send("4F544E31 01 03 0001 00 0000 | 10800001 01 0004 00000063 | 10800003 03 0001 09"_hex, station.port());
+    peer.send("4F544E31 01 03 0002 00 0000 | 10800002 02 0002 0058"_hex, station.port());
+  };
+  std::string nested;
+  station.scalar.onUpdated = [&] {
+    station.scalar.onUpdated = nullptr;
+    station.onRequestSent = [this] {
+      peer.send("4F544E31 01 03 0002 00 0000 | 10800002 02 0002 0058"_hex, station.port());
+    };
+    EXPECT_EQ(station.readProperty(*station.scalar.serialNumber), 1);
+    nested = station.lastResult().str();
+  };
+  EXPECT_EQ(station.readPropertys({station.scalar.temperature, station.scalar.limit}), 1);
+  EXPECT_EQ(station.temperature(), 99U);
+  EXPECT_EQ(station.scalar.serialNumber->value, 88);
+  EXPECT_EQ(station.scalar.limit->value, 9) << "the rest of the outer reply is applied behind the nested one";
+  EXPECT_EQ(nested, "ok: RESULT OK (0)");
+  EXPECT_EQ(station.dropped(TREL_UDP_DROP_UNAWAITED_REPLY), 1U) << "a reply before its request";
+}
+
+TEST_F(UdpNesting, TheResultOfANestedOperationDoesNotReplaceThatOfTheOuterOne) {
+  station.onRequestSent = [this] {
+    peer.send("4F544E31 01 03 0001 03 0000 | 10800001 01 0004 00000063"_hex, station.port());
+  };
+  station.scalar.onUpdated = [this] {
+    station.onRequestSent = [this] { peer.send("4F544E31 01 04 0002 0A 0000"_hex, station.port()); };
+    EXPECT_EQ(station.writeProperty(*station.scalar.serialNumber), 0);
+    EXPECT_EQ(station.lastResult().str(), "refused: RESULT READ ONLY (10), variable 0, serialNumber");
+  };
+  EXPECT_EQ(station.readTemperature(), 1);
+  EXPECT_EQ(station.lastResult().str(), "ok: RESULT LOST MSG (3)");
+}
+
+TEST_F(UdpNesting, TheErrorAnswerToAReplyOfAnotherVersionGoesToNobody) {
+  asker.send("4F544E31 01 01 0005 | 10800001 01 0004 00000000"_hex, station.port());
+  station.scalar.onUpdate = [this] {
+    station.scalar.onUpdate = nullptr;
+    EXPECT_EQ(station.readProperty(*station.scalar.limit), 0);
+  };
+  station.onRequestSent = [this] { peer.send("4F544E31 02 03 0001 01 0000"_hex, station.port()); };
+  EXPECT_EQ(station.handleDatagrams(), 1);
+  EXPECT_EQ(peer.receive(), "4F544E31 01 01 0001 | 10800003 03 0001 0A");
+  EXPECT_EQ(peer.receive(), "nothing");
+  EXPECT_EQ(asker.receive(), "4F544E31 01 03 0005 00 0000 | 10800001 01 0004 0000002A");
+  EXPECT_EQ(asker.receive(), "nothing");
+}
+
+TEST_F(UdpNesting, ARequestInsideAWaitGetsItsReplyAndTheOuterOneItsOwn) {
+  int inner = -1;
+  unsigned int requests = 0;
+  station.onRequestSent = [&] {
+    if (++requests == 1) {
+      inner = station.readProperty(*station.scalar.limit);
+    } else {
+      // The outer reply comes first, in the middle of the inner wait.
+      peer.send("4F544E31 01 03 0001 00 0000 | 10800001 01 0004 00000063"_hex, station.port());
+      peer.send("4F544E31 01 03 0002 00 0000 | 10800003 03 0001 09"_hex, station.port());
+    }
+  };
+  EXPECT_EQ(station.readTemperature(), 1);
+  EXPECT_EQ(inner, 1);
+  EXPECT_EQ(station.temperature(), 99U);
+  EXPECT_EQ(station.scalar.limit->value, 9);
+  EXPECT_EQ(station.counters().replies, 2U);
+  EXPECT_EQ(station.counters().droppedInAll(), 0U);
+  EXPECT_EQ(station.lastResult().str(), "ok: RESULT OK (0)");
+}
+
+TEST_F(UdpNesting, ARequestInsideAWaitThatGetsNoReplyDoesNotHarmTheOuterOne) {
+  int inner = -1;
+  unsigned int requests = 0;
+  station.onRequestSent = [&] {
+    if (++requests > 1) return;
+    inner = station.readProperty(*station.scalar.limit);
+    EXPECT_EQ(station.lastResult().outcome, TREL_UDP_NO_REPLY);
+    peer.send("4F544E31 01 03 0001 00 0000 | 10800001 01 0004 00000063"_hex, station.port());
+  };
+  EXPECT_EQ(station.readTemperature(), 1);
+  EXPECT_EQ(inner, 0);
+  EXPECT_EQ(station.lastResult().outcome, TREL_UDP_OK);
+}
+
+TEST_F(UdpNesting, ARequestInsideAWaitMayGoToAnotherPeer) {
+  PlainSocket other;
+  unsigned int requests = 0;
+  station.onRequestSent = [&] {
+    if (++requests == 1) {
+      ASSERT_TRUE(station.setPeer("127.0.0.1", other.port()));
+      EXPECT_EQ(station.readProperty(*station.scalar.limit), 1);
+      peer.send("4F544E31 01 03 0001 00 0000 | 10800001 01 0004 00000063"_hex, station.port());
+    } else {
+      other.send("4F544E31 01 03 0001 00 0000 | 10800001 01 0004 00000058"_hex, station.port());  // not asked for that
+      other.send("4F544E31 01 03 0002 00 0000 | 10800003 03 0001 09"_hex, station.port());
+    }
+  };
+  EXPECT_EQ(station.readTemperature(), 1) << "its reply is still awaited from the peer that was asked";
+  EXPECT_EQ(station.temperature(), 99U);
+  EXPECT_EQ(station.scalar.limit->value, 9);
+  EXPECT_EQ(station.dropped(TREL_UDP_DROP_STALE_REPLY), 1U);
+}
+
+TEST_F(UdpNesting, ARequestThroughTheEnginesOwnOperationsWorksToo) {
+  TrelProtocolBase& engine = station;
+  station.onRequestSent = [this] { peer.send("4F544E31 01 04 0001 0A 0000"_hex, station.port()); };
+  EXPECT_EQ(engine.writeProperty(*station.scalar.serialNumber), 0);
+  EXPECT_EQ(station.lastResult().str(), "refused: RESULT READ ONLY (10), variable 0, serialNumber");
+}
+
+TEST_F(UdpNesting, ANestedRequestThroughTheEnginesOwnOperationsLeavesTheResultOfTheOuterOne) {
+  station.onRequestSent = [this] {
+    peer.send("4F544E31 01 03 0001 00 0000 | 10800001 01 0004 00000063"_hex, station.port());
+  };
+  station.scalar.onUpdated = [this] {
+    TrelProtocolBase& engine = station;
+    station.onRequestSent = [this] { peer.send("4F544E31 01 04 0002 0A 0000"_hex, station.port()); };
+    EXPECT_EQ(engine.writeProperty(*station.scalar.serialNumber), 0);
+    EXPECT_EQ(station.lastResult().code, RESULT_READ_ONLY);
+  };
+  EXPECT_EQ(station.readTemperature(), 1);
+  EXPECT_EQ(station.lastResult().str(), "ok: RESULT OK (0)");
+}
+
+TEST_F(UdpNesting, ARequestThroughTheEngineIsNotTakenForAnEarlierOneThatWasNotSent) {
+  TrelScalar empty("empty", 2, false);
+  EXPECT_EQ(station.readObject(empty), 0);
+  TrelProtocolBase& engine = station;
+  EXPECT_EQ(engine.readProperty(*station.scalar.temperature), 0);
+  EXPECT_EQ(station.lastResult().outcome, TREL_UDP_NO_REPLY);
+}
+
+TEST_F(UdpNesting, TheReplyOfTheOuterRequestIsTakenOnceWhileTheInnerOneWaits) {
+  unsigned int requests = 0;
+  station.onRequestSent = [&] {
+    if (++requests == 1) {
+      EXPECT_EQ(station.readProperty(*station.scalar.limit), 1);
+    } else {
+      peer.send("4F544E31 01 03 0001 00 0000 | 10800001 01 0004 00000063"_hex, station.port());
+      peer.send("4F544E31 01 03 0001 00 0000 | 10800001 01 0004 00000058"_hex, station.port());
+      peer.send("4F544E31 01 03 0002 00 0000 | 10800003 03 0001 09"_hex, station.port());
+    }
+  };
+  EXPECT_EQ(station.readTemperature(), 1);
+  EXPECT_EQ(station.temperature(), 99U);
+  EXPECT_EQ(station.counters().replies, 2U);
+  EXPECT_EQ(station.dropped(TREL_UDP_DROP_DUPLICATE_REPLY), 1U);
+}
