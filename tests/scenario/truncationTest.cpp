@@ -22,8 +22,8 @@ TEST(Truncation, AReadResponseIsAppliedUpToItsLastWholeTlv) {
   // 11 bytes of header; counter to 22, version to 31, label "cut me" to 44, limit to 52.
   for (std::size_t size = 0; size <= 52; ++size) {
     SCOPED_TRACE(size);
-    Line
-        line;  // its first request has the number of the one before: the card answers it as a duplicate, with the values
+    // Each line's first request has the number of the one before: the card answers it as a duplicate, with the values.
+    Line line;
     line.onCard.label->set(std::string("cut me"));
     line.card.onTheLine = cutTo(size);
     LogCapture log(3);

@@ -530,6 +530,7 @@ TEST(ClientReply, AReplyThatIsARequestIsAnsweredAsOne) {
   EXPECT_EQ(manager.read("4F544E31 01 01 0009 | 10800006 02 0000"_hex), 1);
   EXPECT_EQ(manager.engine.sent(), (Datagrams{"4F544E31 01 01 0001 | 10800005 01 0004 00000000",
                                               "4F544E31 01 03 0009 00 0000 | 10800006 02 0002 0007"}));
+  EXPECT_EQ(manager.engine.messages[1].sender, "");  // a reply has no sender
 }
 
 TEST(ClientReply, AResponseThatNobodyAskedForSetsPropertiesAllTheSame) {
