@@ -20,11 +20,12 @@ namespace {
 using Byte = TypeProperty<unsigned char>;
 constexpr IfcCardVarAccessType RW = IFC_CARD_VAR_READ_WRITE;
 
-// Counts how many of them are alive.
-class Counted : public Byte {
+// Counts how many of them are alive. A signed byte: were it derived from Byte as well, GCC 12 would guess at -O2 that a Byte
+// which is deleted is one of these, and warn about the guess.
+class Counted : public TypeProperty<signed char> {
  public:
   Counted(unsigned int number, int& alive)
-      : Byte(number, "counted", RW, static_cast<unsigned char>(number)), alive_(alive) {
+      : TypeProperty<signed char>(number, "counted", RW, static_cast<signed char>(number)), alive_(alive) {
     ++alive_;
   }
   ~Counted() override { --alive_; }
@@ -272,8 +273,8 @@ TEST(AmiOwnedProperties, AreDeletedByAFlushNullsSkipped) {
   flush(engine);
   EXPECT_EQ(alive, 0);
   EXPECT_TRUE(engine.amiOwnedProperties.empty());
-  EXPECT_EQ(engine.sent(), Datagrams{"4F544E31 01 05 0001 00000000 00000000 | 00000001 03 0001 01 | "
-                                     "00000002 03 0001 02"});
+  EXPECT_EQ(engine.sent(), Datagrams{"4F544E31 01 05 0001 00000000 00000000 | 00000001 07 0001 01 | "
+                                     "00000002 07 0001 02"});
 }
 
 TEST(AmiOwnedProperties, AreKeptByAFlushThatSendsNothing) {
@@ -587,8 +588,8 @@ TEST(PendingLifetime, AFlushInsideTheSendOfAFlushSendsTheSameAgainAndBothEnd) {
     if (++depth == 1) flush(engine);
   };
   flush(engine);
-  EXPECT_EQ(engine.sent(), (Datagrams{"4F544E31 01 05 0001 00000000 00000000 | 00000001 03 0001 01",
-                                      "4F544E31 01 05 0002 00000000 00000000 | 00000001 03 0001 01"}));
+  EXPECT_EQ(engine.sent(), (Datagrams{"4F544E31 01 05 0001 00000000 00000000 | 00000001 07 0001 01",
+                                      "4F544E31 01 05 0002 00000000 00000000 | 00000001 07 0001 01"}));
   EXPECT_EQ(alive, 0);
   EXPECT_TRUE(engine.amiOwnedProperties.empty());
   engine.whileSending = nullptr;
