@@ -214,11 +214,18 @@ const void* baseUpdate() {
   return address;
 }
 
-// The base version as the rest of the process names it. A program that is not position independent may have an entry of its
-// own for a library's function, and puts that into its virtual tables; a library linked -Bsymbolic does not see it in its own.
-const void* baseUpdateInProcess() {
+// The base version as the program names it. One that is not position independent may have an entry of its own for a library's
+// function, and puts that into its virtual tables; a library linked -Bsymbolic does not see it in its own. The name is looked up
+// from the program, because such a library finds itself first. Null when the program does not know the library.
+const void* baseUpdateOfProgram() {
 #ifdef trel_EXPORTS
-  static const void* const address = dlsym(RTLD_DEFAULT, "_ZN10TrelObject6updateEP12TrelPropertyj");
+  static const void* const address = [] {
+    void* program = dlopen(nullptr, RTLD_LAZY);
+    if (program == nullptr) return static_cast<void*>(nullptr);
+    void* found = dlsym(program, "_ZN10TrelObject6updateEP12TrelPropertyj");
+    dlclose(program);
+    return found;
+  }();
   return address;
 #else
   return baseUpdate();  // linked into the program: there is one name only
@@ -230,5 +237,5 @@ const void* baseUpdateInProcess() {
 // A virtual table is asked because a flag set by the base version would take an override that calls it for none.
 bool trelHook::overridesUpdate(const TrelObject& object) {
   const void* update = updateOf(object);
-  return update != baseUpdate() && update != baseUpdateInProcess();
+  return update != baseUpdate() && update != baseUpdateOfProgram();
 }

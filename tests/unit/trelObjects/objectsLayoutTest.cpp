@@ -100,6 +100,7 @@ TEST(ObjectLayout, OperationsThatAreNotListedAsVirtualAreNot) {
 TEST(ObjectLayout, SlotZeroDestroysAndSlotOneDestroysAndDeletes) {
   alignas(Bare) unsigned char storage[sizeof(Bare)];
   auto* const inPlace = new (storage) Bare;
+  Bare::destroyed = 0;
   callSlot(inPlace, 0);
   EXPECT_EQ(Bare::destroyed, 1);
   callSlot(new Bare, 1);

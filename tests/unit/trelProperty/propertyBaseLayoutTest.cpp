@@ -70,6 +70,7 @@ TEST(PropertyBaseLayout, OperationsThatAreNotListedAsVirtualAreNot) {
 TEST(PropertyBaseLayout, SlotZeroDestroysAndSlotOneDestroysAndDeletes) {
   alignas(BareProperty) unsigned char storage[sizeof(BareProperty)];
   auto* const inPlace = new (storage) BareProperty;
+  BareProperty::destroyed = 0;
   callSlot(inPlace, 0);
   EXPECT_EQ(BareProperty::destroyed, 1);
   callSlot(new BareProperty, 1);
