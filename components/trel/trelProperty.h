@@ -10,7 +10,8 @@
 // TrelObject::addProp. Everything here is used from the one thread that drives the engine.
 //
 // Getters and setters return nothing: the argument's type selects the overload, and a property that is of another type logs
-// "Not implemented for ..." and changes nothing. set(42) is the int overload, so an unsigned property refuses it: write 42U.
+// "Not implemented for ..." and changes nothing. set(42) is the int overload, so an unsigned property refuses it: write 42U. A
+// text literal is converted to bool before it is made a std::string: write set(std::string("text")).
 #ifndef TREL_TRELPROPERTY_H
 #define TREL_TRELPROPERTY_H
 
@@ -59,7 +60,9 @@ class TREL_API TrelProperty {
   virtual int deserialize(const char* tlv) = 0;
 
   virtual int length() = 0;   // bytes of the value in a TLV
-  virtual int getType() = 0;  // TrelTlvType
+  // TrelTlvType. A number is decoded at the width of this code: a subclass that answers another code must have its length() agree,
+  // or the value is read beyond the TLV.
+  virtual int getType() = 0;
 
   // Whether a received value (wire order, len bytes) may be written. Every value may, unless a kind says otherwise.
   virtual bool validValue(const char* value, int len);
