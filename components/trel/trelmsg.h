@@ -257,7 +257,7 @@ class TREL_API TRELMessage {
   //   old-style property  is handed to the engine's handleTrelMsgOld as a write; when that refuses, is not overridden or
   //                       there is no engine, nothing more is stored and no `updated` is called
   //   returns  false when a hook refused (an `updated` with an ERROR line; the others are called all the same) or when an
-  //            old-style hook changed a length so that the next value would lie outside the datagram
+  //            old-style hook changed a length so that a step or a value would leave the datagram
   bool deserializeTlvs(TrelProtocolBase* engine);
 
  private:

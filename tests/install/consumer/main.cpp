@@ -1,26 +1,16 @@
-// The smallest program that needs the whole library: its own engine, an object, a property and one datagram.
+// A consumer's program: a card with one variable, and one write request that it is handed. Exit code 0: the write arrived.
 
-#include <string>
-#include <vector>
-
-#include "trel/trelObjects.h"
-#include "trel/trelProperty.h"
-#include "trel/trelProtocolBase.h"
-
-class Card : public TrelProtocolBase {
- public:
-  int sendMsg(TRELMessage& message) override {
-    std::vector<char> buffer(static_cast<std::size_t>(message.headerLen + message.sizeOfTlvs()));
-    sent = message.serialize(buffer.data(), static_cast<int>(buffer.size())) ? std::string(buffer.begin(), buffer.end())
-                                                                             : std::string();
-    return static_cast<int>(sent.size());
-  }
-  std::string sent;
-};
+#include "trelUdp/trelUdp.h"
 
 int main() {
-  const unsigned char read[] = {'O', 'T', 'N', '1', 1, 1, 0, 7, 0x10, 0x80, 0, 5, 1, 0, 0};
-  Card card;
-  return card.handleTrelMsg(sizeof read, reinterpret_cast<const char*>(read), "10.0.0.1") && card.sent.size() > 0 ? 0
-                                                                                                                  : 1;
+  auto* brightness = new TypeProperty<unsigned int>(1, "brightness", IFC_CARD_VAR_READ_WRITE, 50u);
+  TrelScalar led("led", 1, false);
+  led.addProp(brightness, 0);
+  TrelUdp card;
+  card.registerObject(&led);
+  const char write[] = "OTN1\1\2\0\7" "\0\x80\0\1" "\1\0\4" "\0\0\0\x2A";
+  card.handleTrelMsg(sizeof write - 1, write, "127.0.0.1");
+  unsigned int value = 0;
+  brightness->get(&value);
+  return value == 42u ? 0 : 1;
 }

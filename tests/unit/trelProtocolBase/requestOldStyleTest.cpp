@@ -432,6 +432,17 @@ TEST(RequestOldStyle, AValueThatWouldLeaveTheDatagramEndsTheWriteWithCannotExec)
   }
 }
 
+TEST(RequestOldStyle, ALengthFieldThatTheMovedWalkTakesAndThatLeavesTheDatagramEndsTheWriteWithCannotExec) {
+  OldStyleCard card;
+  card.engine.onHandle = [](OldStyleProperty* property, bool) {
+    property->set(std::string("ab"));  // 4 were received
+    return true;
+  };
+  // The walk takes the fan's TLV two bytes early, at 17: its one byte of value is there, its length field reads 0603.
+  EXPECT_EQ(ask(card.engine, "4F544E31 01 02 0000 | 02000001 09 0004 61626364 | 10800006 03 0001 08"_hex),
+            "04 0C 0000");
+}
+
 TEST(RequestOldStyle, AStepOutOfTheDatagramBehindTheLastTlvFailsTheWriteTooButItWasServed) {
   OldStyleCard card;
   std::vector<std::size_t> sizes = {0, 1, 2, 3};

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "requestCard.h"
+#include "support/exactBlock.h"
 
 namespace {
 
@@ -55,6 +56,22 @@ TEST(RequestTruncation, LengthsBelowTheHeaderAreNotAnswered) {
     EXPECT_EQ(card.engine.receive(whole.substr(0, length)), 0);
     EXPECT_EQ(card.engine.sent(), Datagrams{});
     EXPECT_EQ(valuesOf(card), "42 7 ab 4711");
+  }
+}
+
+TEST(RequestTruncation, ARequestHandedPastTheDoorWithLessThanAHeaderIsRefusedUnread) {
+  const std::string whole = "4F544E31 01 02 0007"_hex;
+  for (std::size_t length = 0; length < 8; ++length) {
+    SCOPED_TRACE(length);
+    Card card;
+    LogCapture log(3);
+    const ExactBlock block(whole.substr(0, length));
+    TRELResponse response("nobody");
+    response.action = 4;
+    response.msgId = 7;
+    EXPECT_EQ(card.engine.handleRequest(block.length(), block.data(), response), 1);
+    EXPECT_EQ(card.engine.sent(), Datagrams{"4F544E31 01 04 0007 08 0000"});
+    EXPECT_EQ(log.brief(3).size(), 1U);
   }
 }
 

@@ -68,6 +68,13 @@ TEST(RequestWrite, EveryTlvIsStoredInItsProperty) {
   EXPECT_EQ(card.temperature->value, 0x01020304U);
 }
 
+TEST(RequestWrite, AnEmptyTextIsStoredAlsoAsTheLastTlv) {
+  Card card;
+  EXPECT_EQ(ask(card.engine, "4F544E31 01 02 0000 | 10800005 01 0004 00000063 | 10800007 09 0000"_hex), "04 00 0000");
+  EXPECT_EQ(textOf(*card.label), "");
+  EXPECT_EQ(card.temperature->value, 99U);
+}
+
 TEST(RequestWrite, ARequestWithoutTlvsSucceeds) {
   Card card;
   EXPECT_EQ(ask(card.engine, "4F544E31 01 02 0000"_hex), "04 00 0000");
