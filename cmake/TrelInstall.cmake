@@ -40,6 +40,19 @@ install(FILES "${trel_BINARY_DIR}/trelConfig.cmake" "${trel_BINARY_DIR}/trelConf
   DESTINATION "${trel_cmake_dir}")
 
 # The prefix in a .pc file is told from where the file lies, so the installed tree may be moved.
+#
+# What libtrel itself is linked with is named for whoever links it statically. Where trel is installed as a static
+# library there is no other way to link it, so the libraries stand with it and nobody has to remember --static.
+set(trel_pc_libs "")
+set(trel_pc_libs_private " -lframework -ltrace")
+foreach(library IN LISTS CMAKE_DL_LIBS ITEMS stdc++)
+  string(APPEND trel_pc_libs_private " -l${library}")
+endforeach()
+get_target_property(trel_type trel TYPE)
+if(trel_type STREQUAL "STATIC_LIBRARY")
+  set(trel_pc_libs "${trel_pc_libs_private}")
+  set(trel_pc_libs_private "")
+endif()
 file(RELATIVE_PATH trel_pc_to_prefix "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
 foreach(library IN ITEMS trel trelUdp)
   configure_file("${trel_SOURCE_DIR}/cmake/${library}.pc.in" "${trel_BINARY_DIR}/${library}.pc" @ONLY)
