@@ -8,7 +8,11 @@ int main() {
   led.addProp(brightness, 0);
   TrelUdp card;
   card.registerObject(&led);
-  const char write[] = "OTN1\1\2\0\7" "\0\x80\0\1" "\1\0\4" "\0\0\0\x2A";
+  const char write[] =
+      "OTN1\1\2\0\7"
+      "\0\x80\0\1"
+      "\1\0\4"
+      "\0\0\0\x2A";
   card.handleTrelMsg(sizeof write - 1, write, "127.0.0.1");
   unsigned int value = 0;
   brightness->get(&value);
