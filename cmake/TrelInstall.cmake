@@ -4,32 +4,37 @@ include_guard(GLOBAL)
 include(CMakePackageConfigHelpers)
 
 set(trel_cmake_dir "${CMAKE_INSTALL_LIBDIR}/cmake/trel")
-set(trel_installed trel trelUdp trel_boost trel_platform_trace trel_platform_framework)
 
 # The libraries lie in one folder and find each other there, wherever that folder is.
-foreach(target IN LISTS trel_installed)
+foreach(target IN ITEMS trel trelUdp trel_platform_trace trel_platform_framework)
   get_target_property(type ${target} TYPE)
   if(type STREQUAL "SHARED_LIBRARY")
     set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN")
   endif()
 endforeach()
 
-install(TARGETS ${trel_installed} EXPORT trelTargets
-  LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}"
-  ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}")
-install(EXPORT trelTargets NAMESPACE trel:: DESTINATION "${trel_cmake_dir}")
+# Three components, which TrelPackage.cmake makes packages of: what a program needs to run, what it needs to be built,
+# and the stand-ins, which a platform with libraries of its own does without.
+install(TARGETS trel trelUdp trel_boost EXPORT trelTargets
+  LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT libraries NAMELINK_COMPONENT development
+  ARCHIVE DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT development)
+install(TARGETS trel_platform_trace trel_platform_framework EXPORT trelTargets
+  LIBRARY DESTINATION "${CMAKE_INSTALL_LIBDIR}" COMPONENT platform NAMELINK_COMPONENT development)
+install(EXPORT trelTargets NAMESPACE trel:: DESTINATION "${trel_cmake_dir}" COMPONENT development)
 
 # Headers by name: a private header next to them is not installed by being there.
 get_target_property(trel_public_headers trel TREL_PUBLIC_HEADERS)
 foreach(header IN LISTS trel_public_headers)
-  install(FILES "${trel_SOURCE_DIR}/components/trel/${header}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/trel")
+  install(FILES "${trel_SOURCE_DIR}/components/trel/${header}" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/trel"
+          COMPONENT development)
 endforeach()
-install(FILES "${trel_SOURCE_DIR}/components/trelUdp/trelUdp.h" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/trelUdp")
+install(FILES "${trel_SOURCE_DIR}/components/trelUdp/trelUdp.h" DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/trelUdp"
+        COMPONENT development)
 if(TREL_PLATFORM STREQUAL "standin")
   install(FILES "${trel_SOURCE_DIR}/components/libtrace/include/libtrace/trace.h"
-          DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/libtrace")
+          DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/libtrace" COMPONENT development)
   install(FILES "${trel_SOURCE_DIR}/components/libframework/include/libframework/util.h"
-          DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/libframework")
+          DESTINATION "${CMAKE_INSTALL_INCLUDEDIR}/libframework" COMPONENT development)
 endif()
 
 configure_package_config_file("${trel_SOURCE_DIR}/cmake/trelConfig.cmake.in" "${trel_BINARY_DIR}/trelConfig.cmake"
@@ -37,7 +42,7 @@ configure_package_config_file("${trel_SOURCE_DIR}/cmake/trelConfig.cmake.in" "${
 write_basic_package_version_file("${trel_BINARY_DIR}/trelConfigVersion.cmake"
   VERSION "${trel_VERSION}" COMPATIBILITY SameMajorVersion)
 install(FILES "${trel_BINARY_DIR}/trelConfig.cmake" "${trel_BINARY_DIR}/trelConfigVersion.cmake"
-  DESTINATION "${trel_cmake_dir}")
+  DESTINATION "${trel_cmake_dir}" COMPONENT development)
 
 # The prefix in a .pc file is told from where the file lies, so the installed tree may be moved.
 #
@@ -56,5 +61,6 @@ endif()
 file(RELATIVE_PATH trel_pc_to_prefix "/prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/prefix")
 foreach(library IN ITEMS trel trelUdp)
   configure_file("${trel_SOURCE_DIR}/cmake/${library}.pc.in" "${trel_BINARY_DIR}/${library}.pc" @ONLY)
-  install(FILES "${trel_BINARY_DIR}/${library}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig")
+  install(FILES "${trel_BINARY_DIR}/${library}.pc" DESTINATION "${CMAKE_INSTALL_LIBDIR}/pkgconfig"
+          COMPONENT development)
 endforeach()
