@@ -16,6 +16,8 @@
 #include <system_error>
 #include <utility>
 
+#include "trelUdp/trelUdpTrace.h"
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -152,6 +154,52 @@ std::string noReplyText(const TrelUdpAddress& peer, unsigned int milliseconds, u
   return "no reply from " + peer.str() + " within " + std::to_string(milliseconds) + " ms, sent " + times;
 }
 
+// ----- the parts of an autonomous message -----
+
+// How many variables the engine adds to its pending message until it sends it for its size.
+constexpr std::size_t AMI_SENT_FOR_SIZE = static_cast<std::size_t>(TREL_AMI_PROPERTY_LIMIT) + 1;
+// The sending at which a pending message that is never emptied is told from a large burst of changes.
+constexpr unsigned int AMI_GROWTH_TOLD_AT = 3;
+
+// Variables that follow each other in a message, by the place of their bytes in it.
+struct AmiPart {
+  std::size_t begin;
+  std::size_t end;
+};
+
+struct AmiParts {
+  std::vector<AmiPart> parts;
+  unsigned int dropped = 0;
+  std::string firstDropped;  // "3, description, of 65500 bytes"
+};
+
+// Cuts a serialized message so that each part with a header in front is no longer than the limit where that can be. The bytes
+// were written by the same properties a moment ago; false when those do not account for them any more.
+bool cutIntoParts(const TRELMessage& ami, std::size_t length, std::size_t limit, AmiParts& cut) {
+  const std::size_t headerLen = static_cast<std::size_t>(ami.headerLen);
+  std::size_t at = headerLen;
+  bool open = false;  // the last part may still grow
+  for (std::size_t i = 0; i < ami.properties.size(); ++i) {
+    const int tlvLen = ami.properties[i]->length() + TREL_TLV_HEAD_LEN;
+    if (tlvLen < TREL_TLV_HEAD_LEN || static_cast<std::size_t>(tlvLen) > length - at) return false;
+    const std::size_t end = at + static_cast<std::size_t>(tlvLen);
+    if (headerLen + end - at > TREL_UDP_MAX_DATAGRAM_LEN) {
+      if (cut.dropped++ == 0) {
+        cut.firstDropped =
+            std::to_string(i) + ", " + ami.properties[i]->name + ", of " + std::to_string(end - at) + " bytes";
+      }
+      open = false;
+    } else if (open && headerLen + end - cut.parts.back().begin <= limit) {
+      cut.parts.back().end = end;
+    } else {
+      cut.parts.push_back({at, end});
+      open = true;
+    }
+    at = end;
+  }
+  return at == length;
+}
+
 // Milliseconds until then, rounded up so that a wait does not end early, and no more than poll() takes.
 int millisecondsUntil(Clock::time_point deadline) {
   const Clock::time_point now = Clock::now();
@@ -233,6 +281,8 @@ class TrelUdpLink {
   TrelUdpAddress eventReceiver() const { return eventReceiver_; }
   bool setAllowedPeers(const std::vector<std::string>& addresses);
   bool isAllowed(const TrelUdpAddress& sender) const;
+  bool setAmiLimit(unsigned int bytes);
+  unsigned int amiLimit() const { return amiLimit_; }
 
   void setReplyTimeout(unsigned int milliseconds) { replyTimeout_ = milliseconds; }
   void setReadRetries(unsigned int retries) { readRetries_ = retries; }
@@ -263,10 +313,13 @@ class TrelUdpLink {
 
   bool answer(const TRELMessage& response);
   bool report(const TRELMessage& ami);
+  bool reportInParts(const TRELMessage& ami, const TrelUdpAddress& to, std::vector<char>& bytes);
+  void watchGrowth(const TRELMessage& ami);
   bool ask(const TRELMessage& request);
   bool mayAsk(const TRELMessage& request);
   bool write(const TRELMessage& message, const TrelUdpAddress& to, std::vector<char>& buffer);
   bool transmit(const std::vector<char>& bytes, const TrelUdpAddress& to, unsigned long long& counter);
+  bool transmitDatagram(const char* bytes, std::size_t length, const TrelUdpAddress& to, unsigned long long& counter);
   void discardEarlierReplies();
   bool awaitReply(Wait& wait);
   bool pollUntil(Clock::time_point deadline);
@@ -286,6 +339,7 @@ class TrelUdpLink {
   TrelUdpAddress peer_;
   TrelUdpAddress eventReceiver_;
   std::vector<unsigned int> allowed_;
+  unsigned int amiLimit_ = TREL_UDP_AMI_LIMIT;
   unsigned int replyTimeout_ = 1000;
   unsigned int readRetries_ = 2;
   unsigned int writeRetries_ = 0;
@@ -298,6 +352,13 @@ class TrelUdpLink {
   Operation* operation_ = nullptr;
   Serving* serving_ = nullptr;
   Wait* wait_ = nullptr;
+
+  // The engine's pending autonomous message, once it was seen sent for its size. Its address is compared, never followed.
+  struct {
+    const TRELMessage* message = nullptr;
+    std::size_t variables = 0;  // at its last sending
+    unsigned int sendings = 0;  // for its size, since it was empty
+  } growth_;
 
   std::deque<KeptDatagram> kept_;
   // The reply that was taken last, to know its duplicates.
@@ -549,6 +610,15 @@ bool TrelUdpLink::isAllowed(const TrelUdpAddress& sender) const {
   return (peer_.port != 0 && sender.ip == peer_.ip) || contains(allowed_, sender.ip);
 }
 
+bool TrelUdpLink::setAmiLimit(unsigned int bytes) {
+  if (bytes < TREL_UDP_MIN_AMI_LIMIT || bytes > TREL_UDP_MAX_DATAGRAM_LEN) {
+    return fail("autonomous message limit " + std::to_string(bytes) + ": not " +
+                std::to_string(TREL_UDP_MIN_AMI_LIMIT) + " to " + std::to_string(TREL_UDP_MAX_DATAGRAM_LEN) + " bytes");
+  }
+  amiLimit_ = bytes;
+  return true;
+}
+
 // ----- sending ---------------------------------------------------------------------------------------------------------------
 
 bool TrelUdpLink::send(const TRELMessage& message) {
@@ -576,12 +646,93 @@ bool TrelUdpLink::answer(const TRELMessage& response) {
 }
 
 bool TrelUdpLink::report(const TRELMessage& ami) {
+  watchGrowth(ami);
   const TrelUdpAddress receiver = eventReceiver_;
   if (receiver.port == 0) {
     return failSending("autonomous message " + std::to_string(ami.msgId) + ": there is no event receiver");
   }
   BufferLease lease(sendBuffer_);
-  return write(ami, receiver, lease.bytes) && transmit(lease.bytes, receiver, counters_.amisSent);
+  if (!write(ami, receiver, lease.bytes)) return false;
+  const std::size_t variables = ami.properties.size();
+  const bool inOne = lease.bytes.size() <= amiLimit_ || variables == 0 ||
+                     (variables == 1 && lease.bytes.size() <= TREL_UDP_MAX_DATAGRAM_LEN);
+  if (inOne) return transmit(lease.bytes, receiver, counters_.amisSent);
+  return reportInParts(ami, receiver, lease.bytes);
+}
+
+// Cuts the bytes of the whole message: the values are of one moment, and whatever a hook does to the message or to its properties
+// between two parts, the parts stay as they are. False: not all of it was sent.
+bool TrelUdpLink::reportInParts(const TRELMessage& ami, const TrelUdpAddress& to, std::vector<char>& bytes) {
+  const unsigned int msgId = ami.msgId;
+  const std::size_t variables = ami.properties.size();
+  const std::string header(bytes.data(), static_cast<std::size_t>(ami.headerLen));
+  const std::string who = "autonomous message " + std::to_string(msgId) + ": ";
+  AmiParts cut;
+  if (!cutIntoParts(ami, bytes.size(), amiLimit_, cut)) {
+    return failSending(who + "a variable is not of the length that it was serialized with");
+  }
+  if (variables > 1) {
+    ++counters_.amisSplit;
+    TREL_UDP_DEBUG1("[DEBUG1] %s:%d (%s) - autonomous message %u with %u tlvs and %u bytes is sent in %u datagrams",
+                    TREL_UDP_HERE, msgId, static_cast<unsigned int>(variables), static_cast<unsigned int>(bytes.size()),
+                    static_cast<unsigned int>(cut.parts.size()));
+  }
+  counters_.amiVariablesDropped += cut.dropped;
+
+  unsigned int failed = 0;
+  std::string firstFailure;
+  for (const AmiPart& part : cut.parts) {
+    // The header is written over what lies before the part, which nobody needs any more.
+    char* const datagram = bytes.data() + part.begin - header.size();
+    std::memcpy(datagram, header.data(), header.size());
+    const std::size_t length = header.size() + part.end - part.begin;
+    if (transmitDatagram(datagram, length, to, counters_.amiPartsSent)) continue;
+    if (failed++ == 0) firstFailure = errorText_;
+  }
+  if (failed == 0 && cut.dropped == 0) {
+    ++counters_.amisSent;
+    return true;
+  }
+
+  std::string missing;
+  if (cut.dropped > 0) {
+    missing = std::to_string(cut.dropped) + " of " + std::to_string(variables) + " variables left out, the first " +
+              cut.firstDropped + ": no datagram carries it";
+  }
+  if (failed > 0) {
+    missing += (missing.empty() ? "" : "; ") + std::to_string(failed) + " of " + std::to_string(cut.parts.size()) +
+               " parts not sent, the first: " + firstFailure;
+  }
+  failSending(who + missing);
+  TREL_UDP_ERROR("[ERROR] %s:%d (%s) - %s", TREL_UDP_HERE, errorText_.c_str());
+  return false;
+}
+
+// A list that is sent for its size is not emptied: it comes again, longer by as many as that takes. A flush that sends brings a
+// number in between, and empties it: the next list is no longer than the first sending for its size.
+void TrelUdpLink::watchGrowth(const TRELMessage& ami) {
+  const std::size_t variables = ami.properties.size();
+  if (&ami != growth_.message) {
+    // Whoever else sends messages of its own does not disturb what is known of the pending one.
+    if (variables == 0 || variables % AMI_SENT_FOR_SIZE != 0) return;
+    growth_.message = &ami;
+    growth_.variables = variables;
+    growth_.sendings = 1;
+    return;
+  }
+  const bool grew = variables > growth_.variables && (variables - growth_.variables) % AMI_SENT_FOR_SIZE == 0;
+  if (variables <= AMI_SENT_FOR_SIZE) {
+    growth_.sendings = variables == AMI_SENT_FOR_SIZE ? 1 : 0;
+  } else if (grew && growth_.sendings < AMI_GROWTH_TOLD_AT) {
+    if (++growth_.sendings == AMI_GROWTH_TOLD_AT) {
+      ++counters_.amiListsGrowing;
+      TREL_UDP_WARNING(
+          "[WARNING] %s:%d (%s) - the pending autonomous message has grown to %u tlvs: it is sent for its size and not "
+          "emptied, flush it before %u changes have come together",
+          TREL_UDP_HERE, static_cast<unsigned int>(variables), static_cast<unsigned int>(AMI_SENT_FOR_SIZE));
+    }
+  }
+  growth_.variables = variables;
 }
 
 bool TrelUdpLink::ask(const TRELMessage& request) {
@@ -630,20 +781,28 @@ bool TrelUdpLink::write(const TRELMessage& message, const TrelUdpAddress& to, st
   return failSending("send to " + to.str() + ": the message cannot be serialized; the engine's ERROR lines tell why");
 }
 
+// A message that is one datagram.
 bool TrelUdpLink::transmit(const std::vector<char>& bytes, const TrelUdpAddress& to, unsigned long long& counter) {
-  if (fd_ < 0) return failSending("send to " + to.str() + ": the socket is not open");
+  if (transmitDatagram(bytes.data(), bytes.size(), to, counter)) return true;
+  ++counters_.notSent;
+  return false;
+}
+
+bool TrelUdpLink::transmitDatagram(const char* bytes, std::size_t length, const TrelUdpAddress& to,
+                                   unsigned long long& counter) {
+  if (fd_ < 0) return fail("send to " + to.str() + ": the socket is not open");
   const sockaddr_in raw = socketAddress(to);
   ssize_t sent = -1;
   do {
-    sent = ::sendto(fd_, bytes.data(), bytes.size(), MSG_DONTWAIT | MSG_NOSIGNAL,
-                    reinterpret_cast<const sockaddr*>(&raw), sizeof raw);
+    sent =
+        ::sendto(fd_, bytes, length, MSG_DONTWAIT | MSG_NOSIGNAL, reinterpret_cast<const sockaddr*>(&raw), sizeof raw);
   } while (sent < 0 && errno == EINTR);
   if (sent < 0) {
     const int error = errno;
-    return failSending("send to " + to.str() + ", " + std::to_string(bytes.size()) + " bytes: " + errnoText(error));
+    return fail("send to " + to.str() + ", " + std::to_string(length) + " bytes: " + errnoText(error));
   }
   ++counter;
-  owner_.datagramPassed({TREL_UDP_SENT, TREL_UDP_DROP_CUT, to, bytes.data(), static_cast<unsigned int>(bytes.size())});
+  owner_.datagramPassed({TREL_UDP_SENT, TREL_UDP_DROP_CUT, to, bytes, static_cast<unsigned int>(length)});
   return true;
 }
 
@@ -880,6 +1039,8 @@ bool TrelUdp::setEventReceiver(const std::string& address, unsigned short port) 
 TrelUdpAddress TrelUdp::eventReceiver() const { return link_->eventReceiver(); }
 bool TrelUdp::setAllowedPeers(const std::vector<std::string>& addresses) { return link_->setAllowedPeers(addresses); }
 bool TrelUdp::isAllowed(const TrelUdpAddress& sender) const { return link_->isAllowed(sender); }
+bool TrelUdp::setAmiLimit(unsigned int bytes) { return link_->setAmiLimit(bytes); }
+unsigned int TrelUdp::amiLimit() const { return link_->amiLimit(); }
 
 void TrelUdp::setReplyTimeout(unsigned int milliseconds) { link_->setReplyTimeout(milliseconds); }
 void TrelUdp::setReadRetries(unsigned int retries) { link_->setReadRetries(retries); }

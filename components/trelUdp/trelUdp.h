@@ -22,13 +22,29 @@
 //   response             to the address and port that asked, remembered for each datagram, also when calls nest
 //   request              to the peer (setPeer); the call waits for the one reply that comes from that address and port with the
 //                        request's message id and its action + 2, and hands nothing else to the engine meanwhile
-//   autonomous message   to the event receiver (setEventReceiver)
+//   autonomous message   to the event receiver (setEventReceiver), in several datagrams when it is large
+//
+// Large autonomous messages
+//   The engine puts no bound on an autonomous message, and most networks carry 1200 bytes whole. A longer one (setAmiLimit) goes
+//   as several datagrams, its parts: each a message of its own for the receiver, with the header of the whole, so that all have
+//   its message id and its time stamp. The variables keep their order, and their values are of one moment. The receiver calls
+//   its amiMessageHandler once for each part, and parts may be lost or overtake each other like any datagrams.
+//   A variable that alone is over the limit gets a datagram of its own, which the network may cut up on its way. One that no
+//   datagram carries is left out.
+//
+//   The engine sends its pending message whenever 51 changes have come together, and does not empty it by that: without a
+//   flush that finds a change to send, the same variables go out again with each 51 more (51, 102, 153, ...), for ever. At the
+//   third such sending one WARNING line tells, and no more until the list was emptied. A burst of 153 changes before one flush
+//   looks the same. The remedy is the application's: flush (checkForEvent(nullptr, nullptr, false, true)) before 51 changes
+//   have come together.
 //
 // Nothing is authenticated: whoever can send from an allowed address is believed. Only datagrams from allowed addresses are
 // handed to the engine (setAllowedPeers; loopback alone unless told otherwise), and of responses only the one awaited, because
 // the engine would store the values of any.
 //
-// No thread, no signal, no log line; the engine logs as ever. The socket is non-blocking and closed on exec; only client
+// No thread, no signal. Log lines come from the engine, and from the transport about large autonomous messages alone: behind the
+// same trace levels, ERROR for what was not sent of one, WARNING for a list that grows, DEBUG1 for each one that is split. What
+// else fails is told by errorText, and by lastResult. The socket is non-blocking and closed on exec; only client
 // operations and waitForDatagram wait, both with a deadline on the monotonic clock. All calls come from the thread that drives
 // the engine. An exception of a hook passes through to the caller; the next call works as if it had not happened.
 #ifndef TREL_TRELUDP_H
@@ -53,6 +69,13 @@ inline constexpr unsigned int TREL_UDP_MAX_KEPT = 64;
 inline constexpr unsigned int TREL_UDP_DATAGRAMS_PER_CALL = 32;
 // The receive buffer. More than UDP over IPv4 can carry; what is cut all the same is dropped.
 inline constexpr unsigned int TREL_UDP_RECEIVE_LEN = 65535;
+// The most that one datagram carries over IPv4.
+inline constexpr unsigned int TREL_UDP_MAX_DATAGRAM_LEN = 65507;
+// Autonomous messages up to this many bytes, header included, go in one datagram when setAmiLimit is not told another number.
+inline constexpr unsigned int TREL_UDP_AMI_LIMIT = 1200;
+// The least that it takes: the header and one number of 8 bytes.
+inline constexpr unsigned int TREL_UDP_MIN_AMI_LIMIT =
+    static_cast<unsigned int>(TREL_AMI_HEADER_LEN + TREL_TLV_HEAD_LEN) + 8;
 
 // An IPv4 address and a UDP port, both in host order.
 struct TREL_UDP_API TrelUdpAddress {
@@ -140,11 +163,17 @@ struct TREL_UDP_API TrelUdpCounters {
   unsigned long long requestsSent = 0;       // first sendings
   unsigned long long requestsSentAgain = 0;  // after a time-out
   unsigned long long responsesSent = 0;
-  unsigned long long amisSent = 0;
+  unsigned long long amisSent = 0;  // messages of which everything was sent, in one datagram or in several
 
   unsigned long long timeOuts = 0;       // waits that ended without a reply, one for each sending
-  unsigned long long notSent = 0;        // messages that could not be sent, for any reason
+  unsigned long long notSent = 0;        // messages that could not be sent, or not as a whole, for any reason
   unsigned long long receiveErrors = 0;  // failures of the receiving calls; no datagram was lost by them
+
+  unsigned long long amisSplit = 0;     // autonomous messages of several variables that were longer than the limit
+  unsigned long long amiPartsSent = 0;  // the datagrams that they went in
+  unsigned long long amiVariablesDropped = 0;  // left out of an autonomous message because no datagram carries them
+  unsigned long long amiListsGrowing =
+      0;  // how often a pending autonomous message began to grow; see the top of this file
 
   unsigned long long droppedInAll() const;
 };
@@ -193,6 +222,10 @@ class TREL_UDP_API TrelUdp : public TrelProtocolBase {
   // one they are not sent.
   bool setEventReceiver(const std::string& address, unsigned short port);
   TrelUdpAddress eventReceiver() const;
+  // Bytes, header included, up to which an autonomous message goes in one datagram. Takes effect with the next message. False,
+  // with errorText and without a change: less than TREL_UDP_MIN_AMI_LIMIT or more than TREL_UDP_MAX_DATAGRAM_LEN.
+  bool setAmiLimit(unsigned int bytes);
+  unsigned int amiLimit() const;
   // Who may speak to the engine, from any port: these addresses and the peer's. When that is nobody, 127.0.0.1 alone. Replaces
   // the list. The engine follows the requests of five senders for the life of the process, and an address that has used a
   // context keeps it after it was taken off this list.
@@ -245,7 +278,8 @@ class TREL_UDP_API TrelUdp : public TrelProtocolBase {
   // ----- hooks -----
 
   // Sees every datagram once, with its fate: one that was sent when the system has taken it, one that was received when its fate
-  // is decided and before the engine has it. For diagnostics; does nothing here. It may call the engine.
+  // is decided and before the engine has it. Of an autonomous message in parts it sees each part. For diagnostics; does nothing
+  // here. It may call the engine.
   virtual void datagramPassed(const TrelUdpDatagram& datagram);
 
   // The engine's transport. Not 0: sent, and for a request also answered, with the reply in replyBuffer. 0: errorText, and for
@@ -254,6 +288,9 @@ class TREL_UDP_API TrelUdp : public TrelProtocolBase {
   //              error answer to a reply, or to a datagram that the application handed to handleTrelMsg itself
   //   request    datagrams that come during the wait: the awaited reply ends it, other responses are dropped, the rest is kept.
   //              A response that was there before the request left is not its reply
+  //   autonomous message   in parts: not 0 when all of it was sent. When a part fails or a variable is left out, the others go all
+  //              the same, the result is 0, and errorText tells what is missing; nothing is sent again. An exception of
+  //              datagramPassed ends it: the parts behind are not sent
   int sendMsg(TRELMessage& message) override;
 
  private:

@@ -26,9 +26,10 @@ std::set<std::string> includesOf(const std::string& file) {
 
 }  // namespace
 
-TEST(UdpHouse, StandsOnThePublicHeadersAlone) {
+TEST(UdpHouse, StandsOnThePublicHeadersAndItsOwnAlone) {
   EXPECT_EQ(includesOf("trelUdp.h"), std::set<std::string>{"trel/trelProtocolBase.h"});
-  EXPECT_EQ(includesOf("trelUdp.cpp"), std::set<std::string>{"trelUdp/trelUdp.h"});
+  EXPECT_EQ(includesOf("trelUdp.cpp"), (std::set<std::string>{"trelUdp/trelUdp.h", "trelUdp/trelUdpTrace.h"}));
+  EXPECT_EQ(includesOf("trelUdpTrace.h"), std::set<std::string>{});
 }
 
 TEST(UdpHouse, IsAnEngineOfItsOwnAndIsNotCopied) {
@@ -37,4 +38,7 @@ TEST(UdpHouse, IsAnEngineOfItsOwnAndIsNotCopied) {
   EXPECT_EQ(TREL_UDP_MAX_PEERS, 5U);
   EXPECT_EQ(TREL_UDP_MAX_KEPT, 64U);
   EXPECT_EQ(TREL_UDP_RECEIVE_LEN, 65535U);
+  EXPECT_EQ(TREL_UDP_AMI_LIMIT, 1200U);
+  EXPECT_EQ(TREL_UDP_MIN_AMI_LIMIT, 31U);
+  EXPECT_EQ(TREL_UDP_MAX_DATAGRAM_LEN, 65507U);
 }

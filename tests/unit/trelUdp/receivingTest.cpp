@@ -302,13 +302,14 @@ TEST(UdpReceiving, AnAnswerThatTheSystemRefusesIsToldWithTheAddressAndTheSystems
 TEST(UdpReceiving, AMessageThatUdpCannotCarryIsToldWithItsLength) {
   Station station;
   PlainSocket receiver;
-  ASSERT_TRUE(station.setEventReceiver("127.0.0.1", receiver.port()));
+  ASSERT_TRUE(station.setPeer("127.0.0.1", receiver.port()));
   StringProperty text(9, "text", IFC_CARD_VAR_READ_WRITE, std::string(65500, 'x'));
-  TRELAmi ami("");
-  ami.addProperty(&text);
-  EXPECT_EQ(station.sendMsg(ami), 0);
+  TRELRequest request("");
+  request.action = 2;
+  request.addProperty(&text);
+  EXPECT_EQ(station.sendMsg(request), 0);
   EXPECT_EQ(station.errorText(),
-            "send to 127.0.0.1:" + std::to_string(receiver.port()) + ", 65523 bytes: Message too long");
+            "send to 127.0.0.1:" + std::to_string(receiver.port()) + ", 65515 bytes: Message too long");
 }
 
 // ----- waiting -----
