@@ -31,7 +31,7 @@ class TREL_API TrelObject {
   unsigned int id;        // group of a scalar (0 to 31), table id of a table (0 to 63)
   bool common;            // OID bit 28
   unsigned int rowCount;  // fixed at construction
-  // One map for each row, from property id to property, both owned.
+  // One map for each row, from property id to property, both owned. Filled by addProp: a null put in by hand is not expected.
   std::vector<std::map<unsigned int, TrelProperty*>*> rows;
 
   TrelObject(std::string name, ifcCard::IfcCardObjectType objectType, unsigned int id, bool common,

@@ -54,7 +54,7 @@ void setBytes(TRELTlv& tlv, unsigned char type, const char* data, int length, in
   if (length < 0 || data == nullptr) {
     std::memset(buffer, 0, tlv.len);
   } else {
-    std::memcpy(buffer, data, tlv.len);
+    std::memmove(buffer, data, tlv.len);  // the bytes may be the record's own
   }
 }
 
