@@ -81,7 +81,8 @@ class TREL_API TRELTlv : public trel_tlv {
   // A 4-byte value with a code of the caller's: IPv4ADDRESS or INT32. Any other code leaves the record as it is, with one
   // ERROR line.
   void setValue(int value, unsigned char newtype);
-  // STRING: the characters without a terminator. Of a length the low 16 bits count.
+  // STRING: the characters without a terminator. Of a length the low 16 bits count. Write setValue(std::string("text")): a plain
+  // literal is converted to bool first.
   void setValue(const std::string& value);
   // STRING from `length` bytes. A negative length stores that many (its low 16 bits) zero bytes, and so does a null `data`.
   void setValue(const char* data, int length);

@@ -231,6 +231,45 @@ TEST_F(DeserializeTlvs, AStepOutOfTheDatagramEndsTheWalk) {
   }
 }
 
+TEST_F(DeserializeTlvs, APropertyThatTakesNothingLeavesTheNextOneAtItsPlace) {
+  auto* first = new FakeProperty("10800001 09 0001 61"_hex, 1);
+  auto* second = new FakeProperty("10800001 09 0001 61"_hex, 2);
+  ASSERT_TRUE(scalar.addProp(first, 0));
+  ASSERT_TRUE(scalar.addProp(second, 0));
+  first->deserializeResult = 0;
+  ReceivedRequest received("4F544E31 01 02 0007 | 10800001 09 0001 61"_hex);
+  received.message.addProperty(first);
+  received.message.addProperty(second);
+  EXPECT_TRUE(received.message.deserializeTlvs(&engine));
+  const std::vector<const char*> expected{received.block.data() + 8};
+  EXPECT_EQ(second->deserializedFrom, expected);
+}
+
+TEST_F(DeserializeTlvs, ATextAtTheEndMayBeShorterThanTheOneItReplaces) {
+  text->set(std::string("a text that is longer than the datagram"));
+  ReceivedRequest shorter("4F544E31 01 02 0007 | 10800007 09 0003 616263"_hex);
+  shorter.message.addProperty(text);
+  EXPECT_TRUE(shorter.message.deserializeTlvs(&engine));
+  EXPECT_EQ(textOf(*text), "abc");
+  ReceivedRequest empty("4F544E31 01 02 0007 | 10800007 09 0000"_hex);
+  empty.message.addProperty(text);
+  EXPECT_TRUE(empty.message.deserializeTlvs(&engine));
+  EXPECT_EQ(textOf(*text), "");
+}
+
+TEST_F(DeserializeTlvs, AByteArrayAtTheEndMayBeShorterThanTheOneItReplaces) {
+  auto* array = new ArrayProperty(8, "array", IFC_CARD_VAR_READ_WRITE, false);
+  ASSERT_TRUE(scalar.addProp(array, 0));
+  ReceivedRequest longer("4F544E31 01 02 0007 | 10800008 0C 0004 01020304"_hex);
+  longer.message.addProperty(array);
+  EXPECT_TRUE(longer.message.deserializeTlvs(&engine));
+  EXPECT_EQ(array->length(), 4);
+  ReceivedRequest shorter("4F544E31 01 02 0007 | 10800008 0C 0001 01"_hex);
+  shorter.message.addProperty(array);
+  EXPECT_TRUE(shorter.message.deserializeTlvs(&engine));
+  EXPECT_EQ(array->length(), 1);
+}
+
 TEST_F(DeserializeTlvs, TheTlvsStartBehindTheHeaderOfTheKind) {
   const ExactBlock block("4F544E31 01 05 0007 00000064 000003E8 | 10800006 03 0001 2A"_hex);
   TRELAmi message("");
@@ -266,6 +305,15 @@ TEST_F(DeserializeTlvs, AnOldStylePropertyIsAWriteWhateverTheAction) {
   EXPECT_TRUE(received.message.deserializeTlvs(&engine));
   ASSERT_EQ(engine.handled.size(), 1U);
   EXPECT_TRUE(engine.handled[0].isWrite);
+}
+
+TEST_F(DeserializeTlvs, AnOldStyleTlvWithoutAValueIsSevenBytes) {
+  ReceivedRequest received("4F544E31 01 02 0007 | 00000001 09 0000 | 10800006 03 0001 2A"_hex);
+  const OldStyle property(received.makeOldStyle(8));
+  received.message.addProperty(property.get());
+  received.message.addProperty(byte);
+  EXPECT_TRUE(received.message.deserializeTlvs(&engine));
+  EXPECT_EQ(byte->value, 42U);
 }
 
 TEST_F(DeserializeTlvs, ARefusingOldStyleHookStopsTheMessageWithoutAnyUpdated) {

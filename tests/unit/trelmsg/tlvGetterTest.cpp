@@ -375,6 +375,9 @@ TEST(TlvRawGetter, CopiesExactlyNBytesWithoutAskingTheLength) {
   ExactBlock out(5);
   tlv.getValue(out.data(), 4);
   EXPECT_EQ(asText(out.view()), "61 62 63 64 A5");
+  ExactBlock single(2);
+  tlv.getValue(single.data(), 1);
+  EXPECT_EQ(asText(single.view()), "61 A5");
 }
 
 TEST(TlvRawGetter, CopiesNothingForNBelowOne) {
@@ -404,6 +407,11 @@ TEST(TlvArrayGetter, CopiesTheSmallerOfLenAndN) {
   ExactBlock tight(2);
   EXPECT_EQ(tlv.getValueArray(tight.data(), 2), 2);
   EXPECT_EQ(asText(tight.view()), "00 1B");
+  TRELTlv byte;
+  fill(byte, TREL_TYPE_BYTE_ARRAY, "2A"_hex);
+  ExactBlock single(2);
+  EXPECT_EQ(byte.getValueArray(single.data(), 1), 1);
+  EXPECT_EQ(asText(single.view()), "2A A5");
 }
 
 TEST(TlvArrayGetter, WithoutAValueReturnsTheLengthAllTheSameAndCopiesNothing) {
