@@ -311,7 +311,8 @@ int StringProperty::length() { return static_cast<int>(value.size()); }
 int StringProperty::getType() { return TREL_TYPE_STRING; }
 
 bool StringProperty::validValue(const char* received, int len) {
-  return valueCheck == nullptr || valueCheck->checkValue(std::string(received, static_cast<std::size_t>(len)));
+  if (valueCheck == nullptr) return true;
+  return valueCheck->checkValue(std::string(received, static_cast<std::size_t>(std::max(len, 0))));
 }
 
 void StringProperty::get(std::string* out) { *out = value; }

@@ -33,8 +33,7 @@ TEST(ReadingDump, EveryShapeOfALine) {
 }
 
 TEST(ReadingDump, OnlyPrintableBytesAreShownAsThemselvesAndABlankIsOne) {
-  EXPECT_EQ(dumpOf("\x7F\x0A\x20\x7E\x1F\x80\xFF%"),
-            "\n hex dump\n0000: 7F 0A 20 7E 1F 80 FF 25 | .. ~...%\n\n");
+  EXPECT_EQ(dumpOf("\x7F\x0A\x20\x7E\x1F\x80\xFF%"), "\n hex dump\n0000: 7F 0A 20 7E 1F 80 FF 25 | .. ~...%\n\n");
 }
 
 TEST(ReadingDump, OffsetsAreDecimalOfFourDigitsAndGrowBeyond) {

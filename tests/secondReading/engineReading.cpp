@@ -242,8 +242,8 @@ TEST(ReadingEngine, OnlyRequestsAreAnsweredAndOnlyRequestsMoveTheSequence) {
   EXPECT_EQ(engine.receive("4F544E31 01 05 0052 00000000 00000000"_hex), 0);
   EXPECT_EQ(engine.receive("4F544E31 02 01 0053"_hex), 1);  // a header error
   EXPECT_EQ(engine.receive("4F544E31 01 02 0002"_hex), 1);
-  EXPECT_EQ(engine.sent(), (Datagrams{"4F544E31 01 03 0001 00 0000", "4F544E31 01 03 0053 01 0000",
-                                      "4F544E31 01 04 0002 00 0000"}));
+  EXPECT_EQ(engine.sent(),
+            (Datagrams{"4F544E31 01 03 0001 00 0000", "4F544E31 01 03 0053 01 0000", "4F544E31 01 04 0002 00 0000"}));
 }
 
 TEST(ReadingEngine, AnObjectRegisteredTwiceIsFoundOnceAndOfTwoWithOneIdTheFirstThatKnowsThePropertyAnswers) {
@@ -293,4 +293,19 @@ TEST(ReadingEngine, TheTraceLevelDecidesWhichGradesOfALineAreWritten) {
     engine.receive("00000000 01 01 0001"_hex);
     EXPECT_EQ(log.lines().size(), row.lines);
   }
+}
+
+TEST(ReadingEngine, ATraceObjectThatIsAbsentOrWithoutALevelWritesNothing) {
+  RecordingEngine engine;
+  const LogCapture log;
+  TraceObject* const given = g_traceObject;
+  TraceObject levelless = *given;
+  levelless.level = nullptr;
+  for (TraceObject* trace : {static_cast<TraceObject*>(nullptr), &levelless}) {
+    g_traceObject = trace;
+    EXPECT_EQ(engine.receive("4F544E31 02 01 0001"_hex), 1);
+    EXPECT_EQ(engine.receive("4F544E31"_hex), 0);
+  }
+  g_traceObject = given;
+  EXPECT_TRUE(log.lines().empty());
 }

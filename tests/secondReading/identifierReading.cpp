@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -68,33 +69,28 @@ TEST(ReadingIdentifier, ScalarOidsSplitIntoGroupAndVariableWithoutALine) {
       {0x00400000, false, false, true, 0, 0x400000, 0, 0,
        "scalar object: common = 0, group id = 0, variable id = 4194304"},
   };
-  for (const Split& one : cases) expectSplit(one);
+  for (const Split& one : cases)
+    expectSplit(one);
   EXPECT_EQ(log.brief(), Lines{});
 }
 
 TEST(ReadingIdentifier, TableOidsSplitIntoTableColumnAndRowAndAreNeverRefused) {
   LogCapture log;
   const Split cases[] = {
-      {0x40000000, false, true, false, 0, 0, 0, 0,
-       "table object: common = 0, table id = 0, column = 0, row = 0"},
-      {0x4C408007, false, true, false, 49, 2, 7, 0,
-       "table object: common = 0, table id = 49, column = 2, row = 7"},
-      {0x50C08007, true, true, false, 3, 2, 7, 0,
-       "table object: common = 1, table id = 3, column = 2, row = 7"},
+      {0x40000000, false, true, false, 0, 0, 0, 0, "table object: common = 0, table id = 0, column = 0, row = 0"},
+      {0x4C408007, false, true, false, 49, 2, 7, 0, "table object: common = 0, table id = 49, column = 2, row = 7"},
+      {0x50C08007, true, true, false, 3, 2, 7, 0, "table object: common = 1, table id = 3, column = 2, row = 7"},
       {0x7FFFFFFF, true, true, false, 63, 255, 16383, 0,
        "table object: common = 1, table id = 63, column = 255, row = 16383"},
-      {0x60C08007, false, true, false, 3, 2, 7, 0,
-       "table object: common = 0, table id = 3, column = 2, row = 7"},
+      {0x60C08007, false, true, false, 3, 2, 7, 0, "table object: common = 0, table id = 3, column = 2, row = 7"},
       {0x40003FFF, false, true, false, 0, 0, 16383, 0,
        "table object: common = 0, table id = 0, column = 0, row = 16383"},
-      {0x40004000, false, true, false, 0, 1, 0, 0,
-       "table object: common = 0, table id = 0, column = 1, row = 0"},
-      {0x403FC000, false, true, false, 0, 255, 0, 0,
-       "table object: common = 0, table id = 0, column = 255, row = 0"},
-      {0x40400000, false, true, false, 1, 0, 0, 0,
-       "table object: common = 0, table id = 1, column = 0, row = 0"},
+      {0x40004000, false, true, false, 0, 1, 0, 0, "table object: common = 0, table id = 0, column = 1, row = 0"},
+      {0x403FC000, false, true, false, 0, 255, 0, 0, "table object: common = 0, table id = 0, column = 255, row = 0"},
+      {0x40400000, false, true, false, 1, 0, 0, 0, "table object: common = 0, table id = 1, column = 0, row = 0"},
   };
-  for (const Split& one : cases) expectSplit(one);
+  for (const Split& one : cases)
+    expectSplit(one);
   EXPECT_EQ(log.brief(), Lines{});
 }
 
@@ -181,15 +177,15 @@ TEST(ReadingIdentifier, ObjectAcceptsKindIdAndCommonFlagOfItsOwnOnly) {
     bool accepted;
   };
   const Case cases[] = {
-      {&table, 0x40C08007, true},         {&table, 0x60C08007, true},          {&table, 0x50C08007, false},
-      {&table, 0x41008007, false},        {&table, 0x40C0C007, false},         {&table, 0x40C08006, false},
-      {&table, 0x00C08007, false},        {&table, 0x80C08007, false},         {&table, 0xC0C08007, false},
-      {&commonTable, 0x50C08007, true},   {&commonTable, 0x70C08007, true},    {&commonTable, 0x40C08007, false},
-      {&scalar, 0x02000005, true},        {&scalar, 0x22000005, true},         {&scalar, 0x12000005, false},
-      {&scalar, 0x02000004, false},       {&scalar, 0x01800005, false},        {&scalar, 0x42000005, false},
-      {&scalar, 0x82000005, false},       {&scalar, 0xC2000005, false},        {&scalar, 0x02400005, false},
-      {&commonScalar, 0x11800005, true},  {&commonScalar, 0x31800005, true},   {&commonScalar, 0x01800005, false},
-      {&unreachable, 0x12000005, false},  {&unreachable, 0x02000005, false},
+      {&table, 0x40C08007, true},        {&table, 0x60C08007, true},        {&table, 0x50C08007, false},
+      {&table, 0x41008007, false},       {&table, 0x40C0C007, false},       {&table, 0x40C08006, false},
+      {&table, 0x00C08007, false},       {&table, 0x80C08007, false},       {&table, 0xC0C08007, false},
+      {&commonTable, 0x50C08007, true},  {&commonTable, 0x70C08007, true},  {&commonTable, 0x40C08007, false},
+      {&scalar, 0x02000005, true},       {&scalar, 0x22000005, true},       {&scalar, 0x12000005, false},
+      {&scalar, 0x02000004, false},      {&scalar, 0x01800005, false},      {&scalar, 0x42000005, false},
+      {&scalar, 0x82000005, false},      {&scalar, 0xC2000005, false},      {&scalar, 0x02400005, false},
+      {&commonScalar, 0x11800005, true}, {&commonScalar, 0x31800005, true}, {&commonScalar, 0x01800005, false},
+      {&unreachable, 0x12000005, false}, {&unreachable, 0x02000005, false},
   };
   for (const Case& one : cases) {
     SCOPED_TRACE(one.oid);
@@ -227,4 +223,15 @@ TEST(ReadingIdentifier, ValidityOfAnOidAsksTheObjectsOwnLookUp) {
   TrelObject& base = object;
   EXPECT_TRUE(base.isValidObjectId(0xFFFFFFFFU));
   EXPECT_FALSE(base.isValidObjectId(0x00800001U));
+}
+
+TEST(ReadingIdentifier, RecordHasItsFieldsInOrderAndNothingElse) {
+  EXPECT_EQ(offsetof(TrelObjectId, common), 0U);
+  EXPECT_EQ(offsetof(TrelObjectId, isTable), 1U);
+  EXPECT_EQ(offsetof(TrelObjectId, isScalar), 2U);
+  EXPECT_EQ(offsetof(TrelObjectId, id), 4U);
+  EXPECT_EQ(offsetof(TrelObjectId, subId), 8U);
+  EXPECT_EQ(offsetof(TrelObjectId, row), 12U);
+  EXPECT_EQ(offsetof(TrelObjectId, result), 16U);
+  EXPECT_EQ(sizeof(TrelObjectId), 20U);
 }

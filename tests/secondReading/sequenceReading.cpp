@@ -87,8 +87,9 @@ TEST(ReadingSequence, AnAddressThatDoesNotParseIs17WithOneLineAndTouchesNothing)
     const LogCapture log;
     EXPECT_EQ(check(engine, 1, sender), 17);
     EXPECT_EQ(check(engine, 1, sender), 17);
-    EXPECT_EQ(log.brief(), Lines(2, "7 [DEBUG3] trelProtocolBase (checkMsgId) - IpAdress being verified : " +
-                                        std::string(sender) + "\n"));
+    EXPECT_EQ(
+        log.brief(),
+        Lines(2, "7 [DEBUG3] trelProtocolBase (checkMsgId) - IpAdress being verified : " + std::string(sender) + "\n"));
   }
   takeContexts(engine, 5);
   EXPECT_EQ(check(engine, 1, "abc"), 17);  // before the table is looked at
@@ -159,12 +160,12 @@ TEST(ReadingSequence, TheResultTravelsInTheAnswerAndTheRequestIsExecutedAllTheSa
       {"4F544E31 01 02 0007 | 10800005 01 0004 00000002", "10.0.0.1", "4F544E31 01 04 0007 02 0000", 2},
       {"4F544E31 01 02 0005 | 10800005 01 0004 00000003", "10.0.0.1", "4F544E31 01 04 0005 03 0000", 3},
       {"4F544E31 01 02 0005 | 10800005 01 0004 00000004", "nobody", "4F544E31 01 04 0005 11 0000", 4},
-      {"4F544E31 01 01 0005 | 10800005 01 0000", "nobody",
-       "4F544E31 01 03 0005 11 0000 | 10800005 01 0004 00000004", 4},
-      {"4F544E31 01 01 0007 | 10800005 01 0000", "10.0.0.1",
-       "4F544E31 01 03 0007 03 0000 | 10800005 01 0004 00000004", 4},
-      {"4F544E31 01 01 0007 | 10800005 01 0000", "10.0.0.1",
-       "4F544E31 01 03 0007 02 0000 | 10800005 01 0004 00000004", 4},
+      {"4F544E31 01 01 0005 | 10800005 01 0000", "nobody", "4F544E31 01 03 0005 11 0000 | 10800005 01 0004 00000004",
+       4},
+      {"4F544E31 01 01 0007 | 10800005 01 0000", "10.0.0.1", "4F544E31 01 03 0007 03 0000 | 10800005 01 0004 00000004",
+       4},
+      {"4F544E31 01 01 0007 | 10800005 01 0000", "10.0.0.1", "4F544E31 01 03 0007 02 0000 | 10800005 01 0004 00000004",
+       4},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.datagram);

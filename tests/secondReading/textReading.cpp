@@ -31,7 +31,7 @@ TRELTlv received(const std::string& bytes) {
 }  // namespace
 
 TEST(ReadingText, TypeNamesFollowTheTable) {
-  const char* const names[] = {"UINT64", "UINT32", "UINT16",  "UINT8",  "INT64",       "INT32",     "INT16",
+  const char* const names[] = {"UINT64", "UINT32",  "UINT16", "UINT8",       "INT64",     "INT32",      "INT16",
                                "INT8",   "BOOLEAN", "STRING", "IPv4ADDRESS", "UNIX_TIME", "BYTE_ARRAY", "MAC_ADDRESS"};
   for (int code = 0; code < 256; ++code) {
     SCOPED_TRACE(code);
@@ -85,6 +85,7 @@ TEST(ReadingText, ValuesAreRenderedByTheirCode) {
       {"00000001 00 0008 FFFFFFFFFFFFFFFF"_hex, "18446744073709551615"},
       {"00000001 00 0008 0000000000000000"_hex, "0"},
       {"00000001 01 0004 FFFFFFFF"_hex, "4294967295"},
+      {"00000001 01 0002 00000102"_hex, "258"},
       {"00000001 02 0002 FFFF"_hex, "65535"},
       {"00000001 03 0001 FF"_hex, "255"},
       {"00000001 03 0001 41"_hex, "65"},

@@ -60,6 +60,13 @@ TEST(ReadingTlv, RecordIsPackedAndTlvHasExactlyItsMembers) {
   EXPECT_EQ(offsetof(trel_tlv, len), 5U);
   EXPECT_EQ(offsetof(trel_tlv, val), 7U);
   EXPECT_FALSE(std::is_polymorphic_v<TRELTlv>);
+  static_assert(std::is_base_of_v<trel_tlv, TRELTlv>);
+  static_assert(std::is_same_v<decltype(trel_tlv::val), char*>);
+  static_assert(std::is_same_v<decltype(trel_tlv::id), unsigned int>);
+  static_assert(std::is_same_v<decltype(trel_tlv::len), unsigned short>);
+  static_assert(std::is_same_v<decltype(&TRELTlv::serialize), int (TRELTlv::*)(char*) const>);
+  static_assert(std::is_same_v<decltype(&TRELTlv::deserialize), int (TRELTlv::*)(const char*)>);
+  static_assert(std::is_same_v<decltype(&TRELTlv::getValueArray), int (TRELTlv::*)(char*, int) const>);
   const TRELTlv tlv;
   EXPECT_EQ(idOf(tlv), 0U);
   EXPECT_EQ(typeOf(tlv), 0U);
@@ -91,8 +98,7 @@ TEST(ReadingTlv, NumericSettersSetTypeAndLengthKeepTheIdAndStoreInHostOrder) {
       {[](TRELTlv& t) { t.setValue(true); }, 8, 1, "01", "01", "01 A5 A5 A5 A5 A5 A5 A5"},
       {[](TRELTlv& t) { t.setValue(false); }, 8, 1, "00", "00", "00 A5 A5 A5 A5 A5 A5 A5"},
       {[](TRELTlv& t) { t.setValue(-2, 5); }, 5, 4, "FF FF FF FE", "FE FF FF FF", "FF FF FF FE A5 A5 A5 A5"},
-      {[](TRELTlv& t) { t.setValue(0x40A80001, 10); }, 10, 4, "40 A8 00 01", "01 00 A8 40",
-       "40 A8 00 01 A5 A5 A5 A5"},
+      {[](TRELTlv& t) { t.setValue(0x40A80001, 10); }, 10, 4, "40 A8 00 01", "01 00 A8 40", "40 A8 00 01 A5 A5 A5 A5"},
   };
   int number = 0;
   for (const Case& one : cases) {
@@ -107,8 +113,8 @@ TEST(ReadingTlv, NumericSettersSetTypeAndLengthKeepTheIdAndStoreInHostOrder) {
     ASSERT_NE(valOf(tlv), nullptr);
     EXPECT_EQ(bytesOf(tlv, one.len), BIG ? one.big : one.little);
     int returned = 0;
-    const std::string head = std::string("A1 B2 C3 D4 ") + asText(std::string(1, static_cast<char>(one.type))) + " 00 " +
-                             asText(std::string(1, static_cast<char>(one.len))) + " ";
+    const std::string head = std::string("A1 B2 C3 D4 ") + asText(std::string(1, static_cast<char>(one.type))) +
+                             " 00 " + asText(std::string(1, static_cast<char>(one.len))) + " ";
     EXPECT_EQ(wire(tlv, &returned), head + one.onWire);
     EXPECT_EQ(returned, static_cast<int>(one.len) + 7);
     EXPECT_EQ(log.brief(), Lines{});
@@ -197,6 +203,11 @@ TEST(ReadingTlv, TextSettersCopyTheBytesAndKeepSixteenBitsOfTheLength) {
   negative.setValue(two.data(), -3);
   EXPECT_EQ(lenOf(negative), 65533U);
   EXPECT_EQ(negative.getValueAsString(), std::string(65533, '\0'));
+
+  TRELTlv nothing;
+  nothing.setValue(nullptr, 3);
+  EXPECT_EQ(lenOf(nothing), 3U);
+  EXPECT_EQ(bytesOf(nothing, 3), "00 00 00");
 
   TRELTlv empty;
   empty.setValue(std::string());
@@ -382,7 +393,8 @@ TEST(ReadingTlv, TextsEndAtTheirLengthOrAtTheFirstZeroByte) {
     int maxLen;
     const char* text;
   };
-  const Case cases[] = {{5, "ab"}, {100, "ab"}, {2, "ab"}, {1, "a"}, {0, ""}, {-1, ""}, {-2147483647 - 1, ""}};
+  const Case cases[] = {{5, "ab"}, {100, "ab"}, {0x7FFFFFFF, "ab"}, {2, "ab"},
+                        {1, "a"},  {0, ""},     {-1, ""},           {-2147483647 - 1, ""}};
   for (const Case& one : cases) {
     SCOPED_TRACE(one.maxLen);
     std::string text = "before";
@@ -523,15 +535,15 @@ TEST(ReadingTlv, EveryCodeIsConvertedByItsSetAndTheResultFollowsTheLength) {
     std::size_t swapped;  // 0: copied byte for byte
   };
   const Case cases[] = {
-      {0, 8, 8}, {4, 8, 8},  {11, 8, 8},  {0, 1, 8}, {11, 3, 8},  {1, 4, 4},  {5, 4, 4},   {10, 4, 4}, {1, 2, 4},  {10, 8, 4},
-      {2, 2, 2}, {6, 2, 2},  {2, 8, 2},   {6, 1, 2}, {3, 1, 0},   {7, 1, 0},  {8, 1, 0},   {3, 5, 0},  {8, 8, 0},  {9, 5, 0},
-      {12, 8, 0}, {13, 6, 0}, {14, 4, 0}, {20, 8, 0}, {255, 2, 0}, {13, 8, 0},
+      {0, 8, 8},  {4, 8, 8}, {11, 8, 8}, {0, 1, 8},  {11, 3, 8}, {1, 4, 4},  {5, 4, 4},   {10, 4, 4}, {1, 2, 4},
+      {10, 8, 4}, {2, 2, 2}, {6, 2, 2},  {2, 8, 2},  {6, 1, 2},  {3, 1, 0},  {7, 1, 0},   {8, 1, 0},  {3, 5, 0},
+      {8, 8, 0},  {9, 5, 0}, {12, 8, 0}, {13, 6, 0}, {14, 4, 0}, {20, 8, 0}, {255, 2, 0}, {13, 8, 0},
   };
   for (const Case& one : cases) {
     SCOPED_TRACE(testing::Message() << int{one.type} << " len " << one.len);
     const std::string value = "0102030405060708"_hex;
-    const std::string wireBytes = std::string("\x0A\x0B\x0C\x0D", 4) + static_cast<char>(one.type) + '\0' +
-                                  static_cast<char>(one.len) + value;
+    const std::string wireBytes =
+        std::string("\x0A\x0B\x0C\x0D", 4) + static_cast<char>(one.type) + '\0' + static_cast<char>(one.len) + value;
     TRELTlv tlv;
     EXPECT_EQ(read(tlv, wireBytes), one.len + 7);
     EXPECT_EQ(idOf(tlv), 0x0A0B0C0DU);
@@ -576,4 +588,37 @@ TEST(ReadingTlv, ByteValuesTouchExactlyTheirLength) {
   std::string bytes = "00000001 0C FFFF"_hex + std::string(65535, '\x5A');
   EXPECT_EQ(read(high, bytes), 65542);
   EXPECT_EQ(high.getValueAsString(), std::string(65535, '\x5A'));
+}
+
+TEST(ReadingTlv, ASetterMayBeGivenTheRecordsOwnBytes) {
+  TRELTlv tlv;
+  tlv.setValue("abcdefgh", 8, 13);
+  tlv.setValue(tlv.val + 1, 6, 13);
+  EXPECT_EQ(lenOf(tlv), 6U);
+  EXPECT_EQ(bytesOf(tlv, 8), "62 63 64 65 66 67 67 68");
+  tlv.setValue(tlv.val, 3);
+  EXPECT_EQ(tlv.getValueAsString(), "bcd");
+}
+
+TEST(ReadingTlv, NoLineIsWrittenWithoutATraceObjectOrALevel) {
+  LogCapture log;
+  TraceObject* const captured = g_traceObject;
+  const TRELTlv tlv;
+  g_traceObject = nullptr;
+  EXPECT_FALSE(tlv.isPointerValid());
+  TraceObject levelless = {nullptr};
+  g_traceObject = &levelless;
+  EXPECT_FALSE(tlv.isPointerValid());
+  int level = -1;
+  levelless.level = &level;
+  EXPECT_FALSE(tlv.isPointerValid());
+  level = 2;
+  EXPECT_FALSE(tlv.isPointerValid());
+  EXPECT_EQ(log.brief(), Lines{});
+  level = 3;
+  EXPECT_FALSE(tlv.isPointerValid());
+  g_traceObject = captured;
+  ASSERT_EQ(log.brief(), Lines{INVALID});
+  EXPECT_EQ(log.lines()[0].format, "[ERROR] %s:%d (%s) - Pointer val in TRELTlv is invalid!");
+  EXPECT_EQ(log.lines()[0].file, "components/trel/trelmsg.cpp");
 }
