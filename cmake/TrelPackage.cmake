@@ -63,9 +63,17 @@ else()
   set(CPACK_DEBIAN_LIBRARIES_PACKAGE_DEPENDS "${trel_others}")
   set(CPACK_DEBIAN_LIBRARIES_PACKAGE_SHLIBDEPS ON)
   set(CPACK_DEBIAN_PLATFORM_PACKAGE_SHLIBDEPS ON)
-  # Libraries of these packages that need each other are not installed while they are packed.
-  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS
-      "${trel_BINARY_DIR}/components/trel;${trel_BINARY_DIR}/components/libtrace;${trel_BINARY_DIR}/components/libframework")
+  # Where the libraries are that are needed and may not be installed while packages are made: trel, and the platform's.
+  set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${trel_BINARY_DIR}/components/trel")
+  foreach(name IN ITEMS TRACE FRAMEWORK)
+    if(TREL_PLATFORM STREQUAL "standin")
+      string(TOLOWER "${name}" name)
+      set(folder "${trel_BINARY_DIR}/components/lib${name}")
+    else()
+      get_filename_component(folder "${TREL_${name}_LIBRARY}" DIRECTORY)
+    endif()
+    list(APPEND CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${folder}")
+  endforeach()
   # Programs that are packed later find out from this what they depend on.
   set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
   set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS_POLICY ">=")
