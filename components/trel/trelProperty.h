@@ -59,7 +59,7 @@ class TREL_API TrelProperty {
   // Returns 7 + the TLV's length field.
   virtual int deserialize(const char* tlv) = 0;
 
-  virtual int length() = 0;   // bytes of the value in a TLV
+  virtual int length() = 0;  // bytes of the value in a TLV
   // TrelTlvType. A number is decoded at the width of this code: a subclass that answers another code must have its length() agree,
   // or the value is read beyond the TLV.
   virtual int getType() = 0;

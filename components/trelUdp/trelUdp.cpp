@@ -684,7 +684,7 @@ bool TrelUdpLink::reportInParts(const TRELMessage& ami, const TrelUdpAddress& to
   for (const AmiPart& part : cut.parts) {
     // The header is written over what lies before the part, which nobody needs any more.
     char* const datagram = bytes.data() + part.begin - header.size();
-    std::memcpy(datagram, header.data(), header.size());
+    std::copy(header.begin(), header.end(), datagram);
     const std::size_t length = header.size() + part.end - part.begin;
     if (transmitDatagram(datagram, length, to, counters_.amiPartsSent)) continue;
     if (failed++ == 0) firstFailure = errorText_;
