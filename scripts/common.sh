@@ -10,6 +10,7 @@ cd "$ROOT"
 PACKAGES_BASE=(g++ cmake ninja-build libboost-dev googletest pkg-config)
 PACKAGES_MACHINES=(g++-arm-linux-gnueabihf g++-aarch64-linux-gnu g++-s390x-linux-gnu qemu-user)
 PACKAGES_LINT=(clang clang-format clang-tidy)
+PACKAGES_COVERAGE=(gcovr)
 PACKAGES_RELEASE=(abigail-tools doxygen dpkg-dev file python3)
 
 # A heading on the screen, to find one's way in a long log.

@@ -205,12 +205,13 @@ class TREL_API TRELMessage {
 
   // A message of no kind, good for reading a header before the kind is known. Action 0, message id 0.
   explicit TRELMessage(std::string sender);
+  // A copy lists the same properties, which stay whose they are.
+  TRELMessage(const TRELMessage&) = default;
+  TRELMessage& operator=(const TRELMessage&) = default;
   virtual ~TRELMessage();
 
  protected:
   TRELMessage(std::string sender, TrelMsgKind kind, int headerLen);
-  TRELMessage(const TRELMessage&) = default;
-  TRELMessage& operator=(const TRELMessage&) = default;
 
  public:
   // --- what a kind adds to the header; the caller has made sure of headerLen bytes ---

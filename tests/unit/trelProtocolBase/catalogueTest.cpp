@@ -133,6 +133,28 @@ TEST(CardVarCatalogue, HoldsEveryRowToTheBlank) {
   }
 }
 
+// Where a member lies, seen from its row's start.
+template <typename Member>
+std::size_t placeOf(const IfcCardVarDef& def, const Member& member) {
+  return static_cast<std::size_t>(reinterpret_cast<const char*>(&member) - reinterpret_cast<const char*>(&def));
+}
+
+TEST(CardVarCatalogue, MembersOfARowLieInTheirOrder) {
+  const IfcCardVarDef& def = *ifcCardVarDef(1, 0);
+  constexpr std::size_t pointer = sizeof(void*);
+  EXPECT_EQ(placeOf(def, def.index), 0u);
+  EXPECT_EQ(placeOf(def, def.name), pointer);
+  EXPECT_EQ(placeOf(def, def.type), 2 * pointer);
+  EXPECT_EQ(placeOf(def, def.accessType), 2 * pointer + 4);
+  EXPECT_EQ(placeOf(def, def.defaultValue), 2 * pointer + 8);
+  EXPECT_EQ(placeOf(def, def.lengthCheck), 3 * pointer + 8);
+  EXPECT_EQ(placeOf(def, def.valueCheck), 4 * pointer + 8);
+  EXPECT_EQ(placeOf(def, def.flag), 5 * pointer + 8);
+  EXPECT_EQ(placeOf(def, def.reserved), 5 * pointer + 12);
+  EXPECT_EQ(sizeof(IfcCardVarDef), 5 * pointer + 16);
+  EXPECT_EQ(&def + 1, ifcCardVarDef(1, 1)) << "the rows of a group follow each other";
+}
+
 TEST(CardVarCatalogue, HasElevenGroupsFromOneAndNothingBehindTheirLastRow) {
   for (unsigned int group = 1; group <= 11; ++group) {
     SCOPED_TRACE(group);

@@ -211,3 +211,22 @@ TEST(UdpTexts, AnAddressIsDottedTextAndAPort) {
   address.port = 65535;
   EXPECT_EQ(address.str(), "192.168.0.1:65535");
 }
+
+TEST(UdpTexts, EveryOutcomeHasItsWordsAndTellsItsError) {
+  struct Case {
+    TrelUdpOutcome outcome;
+    const char* text;
+  };
+  const Case cases[] = {{TREL_UDP_REFUSED, "refused: RESULT OK (0): why"},
+                        {TREL_UDP_NO_REPLY, "no reply: why"},
+                        {TREL_UDP_NOT_SENT, "not sent: why"},
+                        {TREL_UDP_UNUSABLE_REPLY, "unusable reply: why"},
+                        {TREL_UDP_SOCKET_ERROR, "socket error: why"},
+                        {static_cast<TrelUdpOutcome>(7), "unknown: why"}};
+  for (const Case& c : cases) {
+    TrelUdpResult result;
+    result.outcome = c.outcome;
+    result.error = "why";
+    EXPECT_EQ(result.str(), c.text);
+  }
+}
