@@ -83,7 +83,8 @@ struct IfcCardVarDef {
 };
 
 // The catalogue: groups 1 to 11, index from 0 in each. Null where there is no such variable. Built when the library is
-// loaded (in a program that trel is linked into: before main), never changed, gone when it is unloaded. It carries no OIDs: which variable a TLV is about is the application's.
+// loaded (when trel is linked into the program: before main), never changed, gone when it is unloaded. It carries no OIDs:
+// which variable a TLV is about is the application's.
 //    1 card information   2 card status         3 card control     4 software download   5 temperature sensors
 //    6 voltage monitors   7 file transfer       8 log retrieval    9 hardware errors    10 operational alarms
 //   11 voltage monitor device
