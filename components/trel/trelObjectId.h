@@ -14,8 +14,8 @@
 
 #include <string>
 
-// The library's own build defines these two: what it exports, and what of an exported class stays inside. Applications leave
-// them alone.
+// The library's own build defines these two: what it exports, and what of an exported class stays inside. Applications
+// leave them alone.
 #ifndef TREL_API
 #define TREL_API
 #endif
@@ -23,9 +23,9 @@
 #define TREL_LOCAL
 #endif
 
-// Result of a check or of a request. The protocol's numbers: do not renumber. One byte in a response, 32 bits in memory;
-// any value that a peer sends is held as it came. 16 (no sender context is free) and 17 (the sender's address is no IPv4
-// address) are answered by the sequence check and have no constant: see TrelProtocolBase::checkMsgId.
+// Result of a check or of a request. The protocol's numbers: do not renumber. One byte in a response, 32 bits in
+// memory; any value that a peer sends is held as it came. 16 (no sender context is free) and 17 (the sender's address
+// is no IPv4 address) are answered by the sequence check and have no constant: see TrelProtocolBase::checkMsgId.
 enum TrelResult : int {
   RESULT_OK = 0,
   RESULT_PROTOCOL_VERSION_MISMATCH = 1,
@@ -56,9 +56,9 @@ class TREL_API TrelObjectId {
   unsigned int row;     // row of a table OID, else 0
   unsigned int result;  // RESULT_OK, or RESULT_WRONG_OID when the OID is unusable
 
-  // Splits oid (host order). Throws nothing: an unusable OID is told by `result` and by one ERROR line, "Invalid oid" when
-  // bit 31 is set, "Failed to decode scalar oid" for a common scalar OID of group 4 to 31 (common and id then keep what
-  // was decoded). A table OID is never refused.
+  // Splits oid (host order). Throws nothing: an unusable OID is told by `result` and by one ERROR line, "Invalid oid"
+  // when bit 31 is set, "Failed to decode scalar oid" for a common scalar OID of group 4 to 31 (common and id then keep
+  // what was decoded). A table OID is never refused.
   explicit TrelObjectId(unsigned int oid);
 
   // The OID in words, decimal, for the application's own diagnostics; the library does not call it.

@@ -199,8 +199,8 @@ std::string TrelTable::str(int firstRow, int maxRows) const {
 
 namespace {
 
-// The function behind `update` in an object's virtual table: after the two entries of the destructor, getObjectTypeStr and
-// getOID.
+// The function behind `update` in an object's virtual table: after the two entries of the destructor, getObjectTypeStr
+// and getOID.
 const void* updateOf(const TrelObject& object) {
   constexpr int UPDATE_SLOT = 4;
   const void* const* table = nullptr;
@@ -214,9 +214,10 @@ const void* baseUpdate() {
   return address;
 }
 
-// The base version as the program names it. One that is not position independent may have an entry of its own for a library's
-// function, and puts that into its virtual tables; a library linked -Bsymbolic does not see it in its own. The name is looked up
-// from the program, because such a library finds itself first. Null when the program does not know the library.
+// The base version as the program names it. One that is not position independent may have an entry of its own for a
+// library's function, and puts that into its virtual tables; a library linked -Bsymbolic does not see it in its own.
+// The name is looked up from the program, because such a library finds itself first. Null when the program does not
+// know the library.
 const void* baseUpdateOfProgram() {
 #ifdef trel_EXPORTS
   static const void* const address = [] {

@@ -3,9 +3,9 @@
 //   TrelScalar   one row of single variables; OID = group, variable id
 //   TrelTable    a fixed number of rows of the same columns; OID = table, column, row
 //
-// The application makes its objects, adds their properties, registers them with the engine and overrides two hooks where it
-// wants to take part: `update`, before a value is answered, and `updated`, after a value was received. The objects stay the
-// application's and must live as long as the engine; the properties are the object's.
+// The application makes its objects, adds their properties, registers them with the engine and overrides two hooks
+// where it wants to take part: `update`, before a value is answered, and `updated`, after a value was received. The
+// objects stay the application's and must live as long as the engine; the properties are the object's.
 #ifndef TREL_TRELOBJECTS_H
 #define TREL_TRELOBJECTS_H
 
@@ -31,7 +31,8 @@ class TREL_API TrelObject {
   unsigned int id;        // group of a scalar (0 to 31), table id of a table (0 to 63)
   bool common;            // OID bit 28
   unsigned int rowCount;  // fixed at construction
-  // One map for each row, from property id to property, both owned. Filled by addProp: a null put in by hand is not expected.
+  // One map for each row, from property id to property, both owned. Filled by addProp: a null put in by hand is not
+  // expected.
   std::vector<std::map<unsigned int, TrelProperty*>*> rows;
 
   TrelObject(std::string name, ifcCard::IfcCardObjectType objectType, unsigned int id, bool common,
@@ -44,30 +45,30 @@ class TREL_API TrelObject {
   // "Scalar" or "Table".
   virtual std::string getObjectTypeStr() const = 0;
 
-  // The OID of the property with this id (variable id or column) in this row. Nothing is masked or checked: an id that is too
-  // large runs into the neighbouring fields, because ids are fixed by the application that builds the objects.
+  // The OID of the property with this id (variable id or column) in this row. Nothing is masked or checked: an id that
+  // is too large runs into the neighbouring fields, because ids are fixed by the application that builds the objects.
   virtual unsigned int getOID(unsigned int propertyId, unsigned int row) = 0;
 
   // --- the application's hooks; the base versions do nothing and return true ---
-  // Called by the engine for each property that a received request names, in the order of the request, before anything is
-  // checked or answered, reads and writes alike: the moment to sample a live value with property->set(). Also called by
-  // updateAll. The result is only logged.
+  // Called by the engine for each property that a received request names, in the order of the request, before anything
+  // is checked or answered, reads and writes alike: the moment to sample a live value with property->set(). Also called
+  // by updateAll. The result is only logged.
   virtual bool update(TrelProperty* property, unsigned int row);
-  // Called by the engine after it stored a received value: of a write (false makes the answer RESULT_CANNOT_EXEC; the value
-  // stays stored), of a response or of an autonomous message (the result is only logged).
+  // Called by the engine after it stored a received value: of a write (false makes the answer RESULT_CANNOT_EXEC; the
+  // value stays stored), of a response or of an autonomous message (the result is only logged).
   virtual bool updated(TrelProperty* property, unsigned int row);
 
-  // The property that an OID addresses here, or null. Leaves one DEBUG3 line, "Valid object id" or "Invalid object id", and
-  // the ERROR line of getProp when the OID is one of this object's but names no property.
+  // The property that an OID addresses here, or null. Leaves one DEBUG3 line, "Valid object id" or "Invalid object id",
+  // and the ERROR line of getProp when the OID is one of this object's but names no property.
   virtual TrelProperty* getPropFromOID(unsigned int oid) = 0;
 
   // Text of all properties, for the application's diagnostics: rows from firstRow on, maxRows of them, 0 for all.
   virtual std::string str(int firstRow, int maxRows) const;
 
-  // Adds a property to a row and takes ownership of it. A property belongs to one row of one object; a table gets one property
-  // for each column and row.
-  // False, with the property still the caller's: null or an id that the row already holds (one ERROR line), a row beyond
-  // rowCount (no line).
+  // Adds a property to a row and takes ownership of it. A property belongs to one row of one object; a table gets one
+  // property for each column and row.
+  // False, with the property still the caller's: null or an id that the row already holds (one ERROR line), a row
+  // beyond rowCount (no line).
   bool addProp(TrelProperty* property, unsigned int row);
 
   // The property with this id in this row; null, with an ERROR line, when there is none.

@@ -1,5 +1,5 @@
-// Private: where the fields of an OID lie. The decoder, the encoders and the look-up of objects share these masks, so that
-// they cannot disagree.
+// Private: where the fields of an OID lie. The decoder, the encoders and the look-up of objects share these masks, so
+// that they cannot disagree.
 #ifndef TREL_TRELOIDLAYOUT_H
 #define TREL_TRELOIDLAYOUT_H
 

@@ -19,7 +19,7 @@
 
 using namespace trelWire;
 
-// ----- lifetime --------------------------------------------------------------------------------------------------------------
+// ----- lifetime ------------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -29,7 +29,7 @@ trelLifetime::PropertyDestroyed propertyDestroyed = nullptr;
 
 void trelLifetime::onPropertyDestroyed(PropertyDestroyed function) { propertyDestroyed = function; }
 
-// ----- what all kinds write alike --------------------------------------------------------------------------------------------
+// ----- what all kinds write alike ------------------------------------------------------------------------------------
 
 namespace {
 
@@ -48,8 +48,8 @@ char* beginTlv(TrelProperty& property, char* buf, int size, int len, const trelT
   return buf + TLV_HEAD_LEN;
 }
 
-// Fills a value area of `len` bytes from what is held. A subclass may claim another length than the value has: what is not
-// there goes out as zeros, never as bytes that nobody wrote.
+// Fills a value area of `len` bytes from what is held. A subclass may claim another length than the value has: what is
+// not there goes out as zeros, never as bytes that nobody wrote.
 void storeBytes(char* to, int len, const void* held, std::size_t heldLen) {
   const std::size_t area = static_cast<std::size_t>(len);
   const std::size_t copied = std::min(area, heldLen);
@@ -91,7 +91,7 @@ std::ostringstream beginLine(const TrelProperty& property) {
 
 }  // namespace
 
-// ----- TrelProperty ----------------------------------------------------------------------------------------------------------
+// ----- TrelProperty --------------------------------------------------------------------------------------------------
 
 TrelProperty::TrelProperty(unsigned int propertyId, const char* propertyName, IfcCardVarAccessType access,
                            bool isEventable)
@@ -191,7 +191,7 @@ int TrelProperty::checkBuffer(const char* tlv, bool checkValue) {
   return RESULT_OK;
 }
 
-// ----- numbers ---------------------------------------------------------------------------------------------------------------
+// ----- numbers -------------------------------------------------------------------------------------------------------
 
 int TrelProperty::serializeNumber(char* buf, int size, unsigned long long value, unsigned int width, int line) {
   return writeNumber(*this, buf, size, value, width, {TEMPLATE_FILE, line, "serialize"});
@@ -270,7 +270,7 @@ template class RangeCheckValue<int>;
 template class RangeCheckValue<short>;
 template class RangeCheckValue<signed char>;
 
-// ----- StringProperty --------------------------------------------------------------------------------------------------------
+// ----- StringProperty ------------------------------------------------------------------------------------------------
 
 StringProperty::StringProperty(unsigned int propertyId, const char* propertyName, IfcCardVarAccessType access,
                                std::string def)
@@ -322,7 +322,7 @@ void StringProperty::set(std::string v) { value = std::move(v); }
 
 std::string StringProperty::str() const { return describe(value, defaultValue); }
 
-// ----- ArrayProperty ---------------------------------------------------------------------------------------------------------
+// ----- ArrayProperty -------------------------------------------------------------------------------------------------
 
 ArrayProperty::ArrayProperty(unsigned int propertyId, const char* propertyName, IfcCardVarAccessType access,
                              bool isEventable)
@@ -335,8 +335,8 @@ void ArrayProperty::setToDefault() {}
 bool ArrayProperty::isDefault() { return false; }
 
 int ArrayProperty::serialize(char* buf, int size) {
-  // What travels is the storage of the reference and of the length behind it, not the block: a receiver must take the content
-  // of a byte array as undefined.
+  // What travels is the storage of the reference and of the length behind it, not the block: a receiver must take the
+  // content of a byte array as undefined.
   char storage[sizeof value + sizeof valueLength];
   std::memcpy(storage, &value, sizeof value);
   std::memcpy(storage + sizeof value, &valueLength, sizeof valueLength);
@@ -385,7 +385,7 @@ std::string ArrayProperty::str() const {
   return line.str();
 }
 
-// ----- MacAddressProperty ----------------------------------------------------------------------------------------------------
+// ----- MacAddressProperty --------------------------------------------------------------------------------------------
 
 MacAddressProperty::MacAddressProperty(unsigned int propertyId, const char* propertyName, IfcCardVarAccessType access,
                                        unsigned char* defaultBytes, bool isEventable)
@@ -456,7 +456,7 @@ std::string MacAddressProperty::str() const {
   return line.str();
 }
 
-// ----- IpAddressProperty -----------------------------------------------------------------------------------------------------
+// ----- IpAddressProperty ---------------------------------------------------------------------------------------------
 
 IpAddressProperty::IpAddressProperty(unsigned int propertyId, const char* propertyName, IfcCardVarAccessType access,
                                      unsigned int defaultAddress, bool isEventable)
@@ -473,8 +473,8 @@ IpAddressProperty::IpAddressProperty(unsigned int propertyId, const char* proper
                defaultText.c_str());
     return;
   }
-  // The four bytes become the number's memory image, unconverted. On a little-endian host such an address reaches the wire
-  // reversed; one given as a number does not.
+  // The four bytes become the number's memory image, unconverted. On a little-endian host such an address reaches the
+  // wire reversed; one given as a number does not.
   std::memcpy(&defaultValue, &address, sizeof defaultValue);
   value = defaultValue;
 }
@@ -511,7 +511,7 @@ std::string IpAddressProperty::str() const {
   return line.str();
 }
 
-// ----- UnixTimeProperty ------------------------------------------------------------------------------------------------------
+// ----- UnixTimeProperty ----------------------------------------------------------------------------------------------
 
 UnixTimeProperty::UnixTimeProperty(unsigned int propertyId, const char* propertyName, IfcCardVarAccessType access,
                                    long long defaultTime, bool isEventable)
@@ -549,7 +549,7 @@ std::string UnixTimeProperty::str() const {
   return line.str();
 }
 
-// ----- OldStyleProperty ------------------------------------------------------------------------------------------------------
+// ----- OldStyleProperty ----------------------------------------------------------------------------------------------
 
 unsigned int OldStyleProperty::counter = 0;
 
@@ -557,8 +557,8 @@ namespace {
 
 constexpr unsigned int WIDEST_NUMBER = 8;
 
-// Zeros, and room for every number: a value that is shorter than its type's width stays inside the buffer, and reads as if
-// zero bytes followed.
+// Zeros, and room for every number: a value that is shorter than its type's width stays inside the buffer, and reads as
+// if zero bytes followed.
 unsigned int bufferSize(unsigned int len) { return std::max(len, WIDEST_NUMBER); }
 char* allocateBuffer(unsigned int len) { return static_cast<char*>(std::calloc(bufferSize(len), 1)); }
 

@@ -9,9 +9,9 @@
 // A property belongs to one row of one TrelObject, which deletes it. It is made with `new` and handed to
 // TrelObject::addProp. Everything here is used from the one thread that drives the engine.
 //
-// Getters and setters return nothing: the argument's type selects the overload, and a property that is of another type logs
-// "Not implemented for ..." and changes nothing. set(42) is the int overload, so an unsigned property refuses it: write 42U. A
-// text literal is converted to bool before it is made a std::string: write set(std::string("text")).
+// Getters and setters return nothing: the argument's type selects the overload, and a property that is of another type
+// logs "Not implemented for ..." and changes nothing. set(42) is the int overload, so an unsigned property refuses it:
+// write 42U. A text literal is converted to bool before it is made a std::string: write set(std::string("text")).
 #ifndef TREL_TRELPROPERTY_H
 #define TREL_TRELPROPERTY_H
 
@@ -55,20 +55,20 @@ class TREL_API TrelProperty {
   // Returns the bytes written, 7 + length(). -1, with one ERROR line and nothing written, when size is smaller.
   virtual int serialize(char* buf, int size) = 0;
 
-  // Stores the value of a received TLV that checkBuffer has accepted; asks nothing again, raises no event, calls no hook.
-  // Returns 7 + the TLV's length field.
+  // Stores the value of a received TLV that checkBuffer has accepted; asks nothing again, raises no event, calls no
+  // hook. Returns 7 + the TLV's length field.
   virtual int deserialize(const char* tlv) = 0;
 
   virtual int length() = 0;  // bytes of the value in a TLV
-  // TrelTlvType. A number is decoded at the width of this code: a subclass that answers another code must have its length() agree,
-  // or the value is read beyond the TLV.
+  // TrelTlvType. A number is decoded at the width of this code: a subclass that answers another code must have its
+  // length() agree, or the value is read beyond the TLV.
   virtual int getType() = 0;
 
   // Whether a received value (wire order, len bytes) may be written. Every value may, unless a kind says otherwise.
   virtual bool validValue(const char* value, int len);
 
-  // Typed access. Each kind overrides the pair of its own type; the others log an ERROR line and change nothing, and a getter
-  // leaves the caller's variable as it was.
+  // Typed access. Each kind overrides the pair of its own type; the others log an ERROR line and change nothing, and a
+  // getter leaves the caller's variable as it was.
   virtual void get(unsigned long long* value);
   virtual void get(unsigned int* value);
   virtual void get(unsigned short* value);
@@ -108,7 +108,8 @@ class TREL_API TrelProperty {
   //   and with checkValue, as for a write:
   //   RESULT_READ_ONLY    accessType is READ_ONLY (no log line)
   //   RESULT_WRONG_VALUE  validValue refuses
-  // Each but READ_ONLY leaves its ERROR lines. The caller knows the TLV to be whole: no length of the datagram is compared.
+  // Each but READ_ONLY leaves its ERROR lines. The caller knows the TLV to be whole: no length of the datagram is
+  // compared.
   int checkBuffer(const char* tlv, bool checkValue);
 
  protected:
@@ -143,10 +144,10 @@ constexpr TrelTlvType typeCode() {
 
 }  // namespace trelDetail
 
-// ----- numbers ---------------------------------------------------------------------------------------------------------------
+// ----- numbers -------------------------------------------------------------------------------------------------------
 
-// A number or a flag. T is one of unsigned long long, unsigned int, unsigned short, unsigned char, long long, int, short,
-// signed char, bool; those nine are compiled into the library.
+// A number or a flag. T is one of unsigned long long, unsigned int, unsigned short, unsigned char, long long, int,
+// short, signed char, bool; those nine are compiled into the library.
 template <typename T>
 class TREL_API TypeProperty : public TrelProperty {
   static_assert(
@@ -184,13 +185,13 @@ class TREL_API TypeProperty : public TrelProperty {
   void setToDefault() override;
   bool isDefault() override;
   int serialize(char* buf, int size) override;
-  // Reads the value at the width of getType(), asked through the virtual table. A code that is no number leaves the value as
-  // it is, with the ERROR line "type deserializing is not handled ok!".
+  // Reads the value at the width of getType(), asked through the virtual table. A code that is no number leaves the
+  // value as it is, with the ERROR line "type deserializing is not handled ok!".
   int deserialize(const char* tlv) override;
   int length() override;
   int getType() override;
-  // True without a check; otherwise the check decides, on the value decoded as `deserialize` does. False, with the ERROR line
-  // "type deserializing is not handled ok!", when getType() is no number. len is not asked.
+  // True without a check; otherwise the check decides, on the value decoded as `deserialize` does. False, with the
+  // ERROR line "type deserializing is not handled ok!", when getType() is no number. len is not asked.
   bool validValue(const char* value, int len) override;
   void get(T* out) override;
   // Stores v, without asking the check. A changed value of an eventable property raises the event.
@@ -215,7 +216,7 @@ class TREL_API RangeCheckValue : public TypeProperty<T>::TypeValueCheck {
   T max;
 };
 
-// ----- text and bytes --------------------------------------------------------------------------------------------------------
+// ----- text and bytes ------------------------------------------------------------------------------------------------
 
 // A text. Its length on the wire is the value's; a received one may have any length, unless the check refuses it.
 class TREL_API StringProperty : public TrelProperty {
@@ -259,9 +260,10 @@ class TREL_API StringProperty : public TrelProperty {
   StringValueCheck* valueCheck;
 };
 
-// A block of bytes, as declared by an application. It starts without a block and takes a value only when it holds one, so it
-// never comes to hold one: what a peer can learn of it is its length, which follows what was received. The content of a
-// byte-array value that this class sends is undefined for the receiver; only head and length mean something.
+// A block of bytes, as declared by an application. It starts without a block and takes a value only when it holds one,
+// so it never comes to hold one: what a peer can learn of it is its length, which follows what was received. The
+// content of a byte-array value that this class sends is undefined for the receiver; only head and length mean
+// something.
 class TREL_API ArrayProperty : public TrelProperty {
  public:
   ArrayProperty(unsigned int id, const char* name, IfcCardVarAccessType access, bool eventable);
@@ -280,8 +282,8 @@ class TREL_API ArrayProperty : public TrelProperty {
   int getType() override;
   // Stores the length in *len; copies the bytes to out when out is not null and a block is held.
   void get(unsigned char* out, unsigned int* len) override;
-  // Without a held block: nothing. Otherwise replaces the block by n bytes; raises the event of an eventable property when
-  // all n bytes are zero, because they are compared with the new, zeroed block.
+  // Without a held block: nothing. Otherwise replaces the block by n bytes; raises the event of an eventable property
+  // when all n bytes are zero, because they are compared with the new, zeroed block.
   void set(unsigned char* data, unsigned int n) override;
   std::string str() const override;
 
@@ -290,7 +292,7 @@ class TREL_API ArrayProperty : public TrelProperty {
   unsigned int valueLength;
 };
 
-// ----- addresses and time ----------------------------------------------------------------------------------------------------
+// ----- addresses and time --------------------------------------------------------------------------------------------
 
 // Six bytes that travel as stored.
 class TREL_API MacAddressProperty : public TrelProperty {
@@ -298,8 +300,8 @@ class TREL_API MacAddressProperty : public TrelProperty {
   // Six bytes, or null for all zeros.
   MacAddressProperty(unsigned int id, const char* name, IfcCardVarAccessType access, unsigned char* defaultBytes,
                      bool eventable);
-  // "00:1a:2B:3c:4D:5e": six hexadecimal fields of which the low 8 bits count. Empty text: zeros. Any other text: zeros, with
-  // an ERROR line.
+  // "00:1a:2B:3c:4D:5e": six hexadecimal fields of which the low 8 bits count. Empty text: zeros. Any other text:
+  // zeros, with an ERROR line.
   MacAddressProperty(unsigned int id, const char* name, IfcCardVarAccessType access, std::string defaultText,
                      bool eventable);
   ~MacAddressProperty() override;
@@ -314,8 +316,8 @@ class TREL_API MacAddressProperty : public TrelProperty {
   int length() override;
   int getType() override;
   void get(unsigned char* out) override;  // copies six bytes
-  // Takes n bytes, six at most. Raises the event of an eventable property when the first six bytes at `data` are equal to the
-  // value that is held (bytes beyond n count as 0): a repeated address is reported, a changed one is not.
+  // Takes n bytes, six at most. Raises the event of an eventable property when the first six bytes at `data` are equal
+  // to the value that is held (bytes beyond n count as 0): a repeated address is reported, a changed one is not.
   void set(unsigned char* data, unsigned int n) override;
   std::string str() const override;
 
@@ -329,8 +331,9 @@ class TREL_API IpAddressProperty : public TrelProperty {
  public:
   IpAddressProperty(unsigned int id, const char* name, IfcCardVarAccessType access, unsigned int defaultAddress,
                     bool eventable);
-  // Dotted text. Its four bytes are taken as the memory image of the number: on a little-endian host an address given as text
-  // reaches the wire reversed, one given as a number does not. What inet_pton refuses becomes 0, with an ERROR line.
+  // Dotted text. Its four bytes are taken as the memory image of the number: on a little-endian host an address given
+  // as text reaches the wire reversed, one given as a number does not. What inet_pton refuses becomes 0, with an ERROR
+  // line.
   IpAddressProperty(unsigned int id, const char* name, IfcCardVarAccessType access, std::string defaultText,
                     bool eventable);
   ~IpAddressProperty() override;
@@ -378,25 +381,27 @@ class TREL_API UnixTimeProperty : public TrelProperty {
   long long defaultValue;
 };
 
-// ----- old-style -------------------------------------------------------------------------------------------------------------
+// ----- old-style -----------------------------------------------------------------------------------------------------
 
-// A value of any type, made from one TLV. The engine makes one for each TLV of a request whose OID no registered object knows
-// and hands it to the application's checkTlvOld and handleTrelMsgOld; it lives for that request only.
+// A value of any type, made from one TLV. The engine makes one for each TLV of a request whose OID no registered object
+// knows and hands it to the application's checkTlvOld and handleTrelMsgOld; it lives for that request only.
 //
-// `id` is the TLV's whole OID, `row` the row in it, `object` null. The value lies in host order in a buffer of the property's
-// own that holds at least 8 bytes, zero-filled: a value shorter than its type's width reads as if zero bytes followed.
+// `id` is the TLV's whole OID, `row` the row in it, `object` null. The value lies in host order in a buffer of the
+// property's own that holds at least 8 bytes, zero-filled: a value shorter than its type's width reads as if zero bytes
+// followed.
 //
 // The typed accessors accept exactly these types and log an ERROR line for any other:
 //   unsigned 64, 32, 16, 8: UINT64, UINT32, UINT16, UINT8     bool: BOOLEAN       std::string: STRING
 //   get(long long*): INT64     set(long long): none, it refuses every property, INT64 too
 //   int: INT32 and IPv4ADDRESS   short: INT16   signed char: INT8   bytes: BYTE_ARRAY and MAC_ADDRESS   UNIX_TIME: none
-// None raises an event. A getter without a value logs "Pointer val in OldStyleProperty is invalid!" and leaves the target.
+// None raises an event. A getter without a value logs "Pointer val in OldStyleProperty is invalid!" and leaves the
+// target.
 class TREL_API OldStyleProperty : public TrelProperty {
  public:
-  // From a raw record: OID at offset 0, type at 4, length at 5, value from 7 on (not behind `val`). With hostOrder false the
-  // record is in wire order, as it lies in a datagram; OID, length and the types 0, 4, 1, 5, 2 and 6 are converted, an
-  // IPv4ADDRESS and a UNIX_TIME stay in wire order here although `deserialize` and `serialize` convert them. The caller
-  // knows the record to be whole.
+  // From a raw record: OID at offset 0, type at 4, length at 5, value from 7 on (not behind `val`). With hostOrder
+  // false the record is in wire order, as it lies in a datagram; OID, length and the types 0, 4, 1, 5, 2 and 6 are
+  // converted, an IPv4ADDRESS and a UNIX_TIME stay in wire order here although `deserialize` and `serialize` convert
+  // them. The caller knows the record to be whole.
   // Named "OldStyleProperty_" and a number that counts all of them in the process from 1.
   OldStyleProperty(trel_tlv* record, bool hostOrder);
   // A deep copy, outside any object.
@@ -460,7 +465,7 @@ class TREL_API OldStyleProperty : public TrelProperty {
   unsigned int m_type;
 };
 
-// ----- the templates ---------------------------------------------------------------------------------------------------------
+// ----- the templates -------------------------------------------------------------------------------------------------
 
 template <typename T>
 TypeProperty<T>::TypeProperty(unsigned int propertyId, const char* propertyName, IfcCardVarAccessType access, T def,

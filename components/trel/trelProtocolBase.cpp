@@ -25,8 +25,8 @@ namespace {
 constexpr int RESULT_NO_CONTEXT = 16;
 constexpr int RESULT_BAD_ADDRESS = 17;
 
-// Lends a list that an engine keeps between calls to a message for the time of one call, so that a warm engine allocates
-// nothing. The list is out of the engine meanwhile: a nested call finds an empty one and grows its own.
+// Lends a list that an engine keeps between calls to a message for the time of one call, so that a warm engine
+// allocates nothing. The list is out of the engine meanwhile: a nested call finds an empty one and grows its own.
 class BorrowedList {
  public:
   BorrowedList(std::vector<TrelProperty*>& kept, std::vector<TrelProperty*>& user) : kept_(kept), user_(user) {
@@ -44,8 +44,8 @@ class BorrowedList {
   std::vector<TrelProperty*>& user_;
 };
 
-// Takes the reply out while it is processed: a hook that sends a request of its own gets another reply into the engine's
-// buffer. Puts it back afterwards, unless that has happened.
+// Takes the reply out while it is processed: a hook that sends a request of its own gets another reply into the
+// engine's buffer. Puts it back afterwards, unless that has happened.
 class TakenReply {
  public:
   explicit TakenReply(std::string& buffer) : buffer_(buffer) { reply_.swap(buffer_); }
@@ -72,7 +72,7 @@ void answerFailure(TRELResponse& response, int result, int position) {
 
 }  // namespace
 
-// ----- EventValueTable -------------------------------------------------------------------------------------------------------
+// ----- EventValueTable -----------------------------------------------------------------------------------------------
 
 EventValueTable::EventValueTable(bool isCommon, int numberOfValues, unsigned int number)
     : common(isCommon),
@@ -100,7 +100,7 @@ bool EventValueTable::getCommon() const { return common; }
 
 int EventValueTable::getTableNbr() const { return static_cast<int>(tableNbr); }
 
-// ----- life and hooks of the engine ------------------------------------------------------------------------------------------
+// ----- life and hooks of the engine ----------------------------------------------------------------------------------
 
 TrelProtocolBase::TrelProtocolBase() : TrelProtocolBase(true) {}
 
@@ -141,7 +141,7 @@ TrelProperty* TrelProtocolBase::findProperty(unsigned int oid) {
   return nullptr;
 }
 
-// ----- one datagram in -------------------------------------------------------------------------------------------------------
+// ----- one datagram in -----------------------------------------------------------------------------------------------
 
 int TrelProtocolBase::handleTrelMsg(int length, const char* buffer, const char* senderIp) {
   const std::string sender = senderIp != nullptr ? senderIp : "";
@@ -191,7 +191,7 @@ int TrelProtocolBase::handleTrelMsg(int length, const char* buffer, const char* 
   }
 }
 
-// ----- the sequence of a sender ----------------------------------------------------------------------------------------------
+// ----- the sequence of a sender --------------------------------------------------------------------------------------
 
 namespace {
 
@@ -227,8 +227,8 @@ int TrelProtocolBase::checkMsgId(const TRELMessage* message, std::string senderI
     if (inet_pton(AF_INET, senderIp.c_str(), &parsed) != 1) return RESULT_BAD_ADDRESS;
   }
 
-  // The key is the text. An empty one finds the first free context and uses it without claiming it, so the sender that claims
-  // it later inherits what was remembered.
+  // The key is the text. An empty one finds the first free context and uses it without claiming it, so the sender that
+  // claims it later inherits what was remembered.
   SenderContext* context = findContext(senderIp);
   if (context == nullptr) {
     context = findContext(std::string());
@@ -258,7 +258,7 @@ int TrelProtocolBase::checkMsgId(const TRELMessage* message, std::string senderI
   return RESULT_LOST_MSG;
 }
 
-// ----- requests --------------------------------------------------------------------------------------------------------------
+// ----- requests ------------------------------------------------------------------------------------------------------
 
 int TrelProtocolBase::handleRequest(int length, const char* buffer, TRELResponse& response) {
   OldStyleList oldStyle;
@@ -298,8 +298,9 @@ int TrelProtocolBase::handleRequest(int length, const char* buffer, TRELResponse
   return sent;
 }
 
-// Gives the request one property for each TLV, in order, and lets the owning objects refresh their values. Ends at a TLV that
-// the datagram's end cuts off and returns what the request is refused with for it, RESULT_OK when all are whole.
+// Gives the request one property for each TLV, in order, and lets the owning objects refresh their values. Ends at a
+// TLV that the datagram's end cuts off and returns what the request is refused with for it, RESULT_OK when all are
+// whole.
 int TrelProtocolBase::resolveTlvs(TRELRequest& request, OldStyleList& oldStyle) {
   static constexpr char FUNCTION[] = "handleRequest";
   ByteReader datagram = tlvArea(request.buffer, request.bufferLen, request.headerLen);
@@ -345,8 +346,8 @@ void TrelProtocolBase::refreshValue(TrelProperty* property) {
               succeeded ? "succeeded" : "failed\n", property->str().c_str(), property->row);
 }
 
-// This exit differs from the good one: the answer carries no properties, "request handled" is not logged, and the old-style
-// properties are not deleted but stay alive until the next request is refused.
+// This exit differs from the good one: the answer carries no properties, "request handled" is not logged, and the
+// old-style properties are not deleted but stay alive until the next request is refused.
 int TrelProtocolBase::refuse(TRELResponse& response, int result, int position, OldStyleList& oldStyle) {
   answerFailure(response, result, position);
   refusedOldStyle.swap(oldStyle);
@@ -373,7 +374,7 @@ void TrelProtocolBase::executeRead(const TRELRequest& request, TRELResponse& res
   }
 }
 
-// ----- responses and autonomous messages -------------------------------------------------------------------------------------
+// ----- responses and autonomous messages -----------------------------------------------------------------------------
 
 int TrelProtocolBase::handleResponse(int length, const char* buffer) {
   if (length < TREL_RESPONSE_HEADER_LEN) {
@@ -420,8 +421,8 @@ int TrelProtocolBase::handleAmi(int length, const char* buffer) {
   return 0;
 }
 
-// The walk that both share: each TLV to its property, a bad one is skipped, the others are applied. Appends to `applied` when it
-// is given. False when a TLV was bad.
+// The walk that both share: each TLV to its property, a bad one is skipped, the others are applied. Appends to
+// `applied` when it is given. False when a TLV was bad.
 bool TrelProtocolBase::applyReceivedValues(const TRELMessage& message, std::vector<TrelProperty*>* applied) {
   const bool isAmi = message.msgKind == TREL_KIND_AMI;
   const char* const function = isAmi ? "handleAmi" : "handleResponse";
@@ -473,7 +474,7 @@ bool TrelProtocolBase::applyReceivedValues(const TRELMessage& message, std::vect
   return ok;
 }
 
-// ----- client operations -----------------------------------------------------------------------------------------------------
+// ----- client operations ---------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -571,7 +572,7 @@ int TrelProtocolBase::sendRequest(unsigned char action, TRELRequest& request) {
   return handleTrelMsg(static_cast<int>(reply.bytes().size()), reply.bytes().data(), nullptr);
 }
 
-// ----- events ----------------------------------------------------------------------------------------------------------------
+// ----- events --------------------------------------------------------------------------------------------------------
 
 namespace {
 
@@ -696,8 +697,8 @@ void TrelProtocolBase::addToAmi(TrelProperty* property, bool flush) {
                 property->length());
     ++pending.count;
     if (pending.count > TREL_AMI_PROPERTY_LIMIT) {
-      // Sent and not emptied: its properties go out again with the next send, and amiOwnedProperties stays. A receiver must
-      // take a repeated value as a repetition, not as a change.
+      // Sent and not emptied: its properties go out again with the next send, and amiOwnedProperties stays. A receiver
+      // must take a repeated value as a repetition, not as a change.
       sendAmiMsgBase(pending.ami);
       TREL_DEBUG1("[DEBUG1] %s:%d (%s) - send ami msg with %d tlvs", TREL_HERE, pending.count);
       pending.count = 0;
@@ -723,7 +724,7 @@ int TrelProtocolBase::sendAmiMsgBase(TRELAmi* ami) {
   return sendMsg(*ami);
 }
 
-// ----- diagnostics -----------------------------------------------------------------------------------------------------------
+// ----- diagnostics ---------------------------------------------------------------------------------------------------
 
 void TrelProtocolBase::dump_hex(const unsigned char* data, unsigned int length) {
   constexpr unsigned int BYTES_PER_LINE = 8;
@@ -749,7 +750,7 @@ void TrelProtocolBase::dump_hex(const unsigned char* data, unsigned int length) 
   std::cout << "\n hex dump\n" << dump.str() << std::endl;
 }
 
-// ----- the legacy card variables ---------------------------------------------------------------------------------------------
+// ----- the legacy card variables -------------------------------------------------------------------------------------
 
 namespace {
 
@@ -795,8 +796,8 @@ boost::any uint64(unsigned long long value) { return value; }
 boost::any int32(int value) { return value; }
 boost::any boolean(bool value) { return value; }
 
-// One array a group: built in this order when the library is loaded, taken down row by row from the last when it is unloaded.
-// The blanks in the names are part of them.
+// One array a group: built in this order when the library is loaded, taken down row by row from the last when it is
+// unloaded. The blanks in the names are part of them.
 // clang-format off
 const IfcCardVarDef CARD_INFORMATION[] = {
     {0, "Card Type       ", TREL_TYPE_STRING, READ_ONLY, text("xxx"), lengthAtMost31, nullptr, false, 0},

@@ -1,8 +1,8 @@
 // Private: the gate in front of the system log.
 //
-// A line is written only while the platform's trace object exists and its level is above the line's threshold. Shut, a line
-// costs the comparison: no argument is evaluated, no text is built. Every line starts with its tag and "%s:%d (%s) - ", which
-// TREL_HERE fills with file, line and function:
+// A line is written only while the platform's trace object exists and its level is above the line's threshold. Shut, a
+// line costs the comparison: no argument is evaluated, no text is built. Every line starts with its tag and "%s:%d (%s)
+// - ", which TREL_HERE fills with file, line and function:
 //
 //   TREL_ERROR("[ERROR] %s:%d (%s) - [%s] Property == NULL", TREL_HERE, name.c_str());
 //

@@ -1,5 +1,5 @@
-// Private: bytes of a datagram. The only place that knows byte order, and the only place that compares a wire length with
-// what is there.
+// Private: bytes of a datagram. The only place that knows byte order, and the only place that compares a wire length
+// with what is there.
 #ifndef TREL_TRELWIRE_H
 #define TREL_TRELWIRE_H
 
@@ -11,7 +11,7 @@ namespace trelWire {
 
 inline constexpr int TLV_HEAD_LEN = 4 + 1 + 2;  // OID, type, value length
 
-// --- big-endian numbers, from memory that the caller knows to be long enough -------------------------------------------------
+// --- big-endian numbers, from memory that the caller knows to be long enough -----------------------------------------
 
 inline unsigned int byteAt(const char* from, unsigned int index) { return static_cast<unsigned char>(from[index]); }
 
@@ -40,10 +40,10 @@ inline void storeU64(char* to, unsigned long long value) {
   storeU32(to + 4, static_cast<unsigned int>(value));
 }
 
-// --- the number types --------------------------------------------------------------------------------------------------------
+// --- the number types ------------------------------------------------------------------------------------------------
 
-// Width of the big-endian number that a value of this type code is, or 0 when its bytes travel as they are (8-bit numbers,
-// BOOLEAN, STRING, BYTE_ARRAY, MAC_ADDRESS and any code that the protocol does not know).
+// Width of the big-endian number that a value of this type code is, or 0 when its bytes travel as they are (8-bit
+// numbers, BOOLEAN, STRING, BYTE_ARRAY, MAC_ADDRESS and any code that the protocol does not know).
 inline unsigned int numberWidth(unsigned int type) {
   switch (type) {
     case 0:   // UINT64
@@ -128,24 +128,25 @@ inline void hostToWire(char* number, unsigned int width) {
   }
 }
 
-// --- one TLV whose caller knows that it is whole --------------------------------------------------------------------------
+// --- one TLV whose caller knows that it is whole ---------------------------------------------------------------------
 
 inline unsigned int tlvOid(const char* tlv) { return loadU32(tlv); }
 inline unsigned char tlvType(const char* tlv) { return static_cast<unsigned char>(tlv[4]); }
 inline unsigned short tlvLen(const char* tlv) { return loadU16(tlv + 5); }
 inline const char* tlvValue(const char* tlv) { return tlv + TLV_HEAD_LEN; }
 
-// The head that every TLV starts with; the caller has made sure of 7 bytes. A longer value's length keeps its low 16 bits.
+// The head that every TLV starts with; the caller has made sure of 7 bytes. A longer value's length keeps its low 16
+// bits.
 inline void storeTlvHead(char* to, unsigned int oid, unsigned int type, unsigned int len) {
   storeU32(to, oid);
   to[4] = static_cast<char>(type);
   storeU16(to + 5, len);
 }
 
-// --- cursors ------------------------------------------------------------------------------------------------------------------
+// --- cursors ---------------------------------------------------------------------------------------------------------
 
-// Hands out the bytes of a datagram from front to back, never past its end. What does not fit is null and fails the reader
-// for good. Owns nothing: it and what it hands out live no longer than the datagram.
+// Hands out the bytes of a datagram from front to back, never past its end. What does not fit is null and fails the
+// reader for good. Owns nothing: it and what it hands out live no longer than the datagram.
 class ByteReader {
  public:
   ByteReader(const char* data, std::size_t size) : at_(data), left_(size) {}

@@ -21,12 +21,12 @@
 
 using namespace trelWire;
 
-// ----- TRELTlv ---------------------------------------------------------------------------------------------------------------
+// ----- TRELTlv -------------------------------------------------------------------------------------------------------
 
 namespace {
 
-// A value buffer: zeros, and at least as wide as the widest number, so that a number is read and written inside it whatever
-// length a peer gave.
+// A value buffer: zeros, and at least as wide as the widest number, so that a number is read and written inside it
+// whatever length a peer gave.
 char* allocateValue(std::size_t len) {
   constexpr std::size_t WIDEST_NUMBER = 8;
   return static_cast<char*>(std::calloc(std::max(len, WIDEST_NUMBER), 1));
@@ -340,7 +340,7 @@ std::string TRELTlv::valToString() const {
   }
 }
 
-// ----- messages --------------------------------------------------------------------------------------------------------------
+// ----- messages ------------------------------------------------------------------------------------------------------
 
 namespace {
 

@@ -5,7 +5,8 @@
 //   header            8 bytes common to all | response: 3 more | autonomous message: 8 more
 //   TLV               OID (4) | type (1) | value length (2) | value
 //
-// Every multi-byte number on the wire is big-endian; everything in memory is in host order. There is no padding anywhere.
+// Every multi-byte number on the wire is big-endian; everything in memory is in host order. There is no padding
+// anywhere.
 #ifndef TREL_TRELMSG_H
 #define TREL_TRELMSG_H
 
@@ -19,7 +20,7 @@
 class TrelProperty;
 class TrelProtocolBase;
 
-// ----- TLV -------------------------------------------------------------------------------------------------------------------
+// ----- TLV -----------------------------------------------------------------------------------------------------------
 
 // Type codes of TLVs. On the wire: do not renumber.
 enum TrelTlvType : unsigned char {
@@ -54,8 +55,9 @@ struct __attribute__((packed)) trel_tlv {
 // A TLV with typed setters and getters and its conversion to and from the wire. Same members, same packed layout.
 //
 // Meant to receive one value. A setter or `deserialize` that finds `val` set writes into that buffer as it is, without
-// freeing it, growing it or looking at its size: a second value must not be longer than the first one (a buffer made here
-// holds at least 8 bytes, so that numbers always fit). The rule is part of the design; who needs a fresh TLV makes one.
+// freeing it, growing it or looking at its size: a second value must not be longer than the first one (a buffer made
+// here holds at least 8 bytes, so that numbers always fit). The rule is part of the design; who needs a fresh TLV makes
+// one.
 //
 // The record owns `val`: the destructor frees it, copies are deep. When malloc fails, `val` stays null, one ERROR line
 // "malloc failed!" is written and nothing is thrown; the checked getters then refuse.
@@ -78,16 +80,17 @@ class TREL_API TRELTlv : public trel_tlv {
   void setValue(short value);               // INT16, 2
   void setValue(signed char value);         // INT8, 1
   void setValue(bool value);                // BOOLEAN, 1: the byte 1 or 0
-  // A 4-byte value with a code of the caller's: IPv4ADDRESS or INT32. Any other code leaves the record as it is, with one
-  // ERROR line.
+  // A 4-byte value with a code of the caller's: IPv4ADDRESS or INT32. Any other code leaves the record as it is, with
+  // one ERROR line.
   void setValue(int value, unsigned char newtype);
-  // STRING: the characters without a terminator. Of a length the low 16 bits count. Write setValue(std::string("text")): a plain
-  // literal is converted to bool first.
+  // STRING: the characters without a terminator. Of a length the low 16 bits count. Write
+  // setValue(std::string("text")): a plain literal is converted to bool first.
   void setValue(const std::string& value);
-  // STRING from `length` bytes. A negative length stores that many (its low 16 bits) zero bytes, and so does a null `data`.
+  // STRING from `length` bytes. A negative length stores that many (its low 16 bits) zero bytes, and so does a null
+  // `data`.
   void setValue(const char* data, int length);
-  // STRING or MAC_ADDRESS from `length` bytes. Any other code, BYTE_ARRAY among them, leaves the record as it is, without a
-  // line.
+  // STRING or MAC_ADDRESS from `length` bytes. Any other code, BYTE_ARRAY among them, leaves the record as it is,
+  // without a line.
   void setValue(const char* data, int length, unsigned char newtype);
 
   // --- getters that check nothing: neither that there is a value nor its type; the width is the argument's ---
@@ -127,16 +130,17 @@ class TREL_API TRELTlv : public trel_tlv {
   // All `len` bytes, zero bytes included. Without a value the target stays.
   void getValue(std::string& value) const;
   std::string getValueAsString() const;  // the same; empty without a value
-  // The first min(maxLen, len) bytes up to the first zero byte. Without a value *out becomes empty. A negative maxLen is 0.
+  // The first min(maxLen, len) bytes up to the first zero byte. Without a value *out becomes empty. A negative maxLen
+  // is 0.
   void getValue(std::string* out, int maxLen) const;
   // Copies exactly n bytes out of the value, unchecked: the caller knows that there are so many. Nothing for n below 1.
   void getValue(char* out, int n) const;
   // Copies min(len, n) bytes when there is a value; returns min(len, n) in both cases.
   int getValueArray(char* out, int n) const;
 
-  // Replaces *out by the value in the C++ type of its code: unsigned long long, unsigned int, unsigned short, unsigned char
-  // (codes 0 to 3), long long (4 and 11), int, short, signed char, bool (5 to 8), std::string up to its first zero byte (9).
-  // False, and *out as it was, for any other code, without a value, or when out is null.
+  // Replaces *out by the value in the C++ type of its code: unsigned long long, unsigned int, unsigned short, unsigned
+  // char (codes 0 to 3), long long (4 and 11), int, short, signed char, bool (5 to 8), std::string up to its first zero
+  // byte (9). False, and *out as it was, for any other code, without a value, or when out is null.
   bool getValue(boost::any* out) const;
 
   // True when there is a value. Otherwise false, with the ERROR line "Pointer val in TRELTlv is invalid!".
@@ -145,15 +149,16 @@ class TREL_API TRELTlv : public trel_tlv {
   // Writes head and value, numbers big-endian, and returns len + 7. Without a value but with a length only the head is
   // written. A number is written at the width of its type whatever `len` says: the caller gives 7 + max(len, 8) bytes.
   int serialize(char* out) const;
-  // Reads what `serialize` writes and returns len + 7. With a length of 0 `val` stays as it was. A number is read at the
-  // width of its type whatever the length says: the caller gives 7 + max(length, 8) bytes.
+  // Reads what `serialize` writes and returns len + 7. With a length of 0 `val` stays as it was. A number is read at
+  // the width of its type whatever the length says: the caller gives 7 + max(length, 8) bytes.
   int deserialize(const char* in);
 
   // --- text, for logs and diagnostics ---
-  // "id=0x1200305 type=UINT32 len=4 val=42"; with a length of 0 only "id=0x1200305 ". "unknown" for a type without a name.
+  // "id=0x1200305 type=UINT32 len=4 val=42"; with a length of 0 only "id=0x1200305 ". "unknown" for a type without a
+  // name.
   std::string toString() const;
-  // The value alone: numbers in decimal, "true" or "false", a text as it is, an IPv4ADDRESS as "192.168.0.1". Empty with a
-  // length of 0 or, after the ERROR line of isPointerValid, without a value; "??" for a type without a name.
+  // The value alone: numbers in decimal, "true" or "false", a text as it is, an IPv4ADDRESS as "192.168.0.1". Empty
+  // with a length of 0 or, after the ERROR line of isPointerValid, without a value; "??" for a type without a name.
   //   UNIX_TIME, BYTE_ARRAY   the bytes, as the platform's util::buf2str shows them; a time is not made a date
   //   MAC_ADDRESS             six decimal numbers with dots: the upper six bytes of the value read as one 8-byte number of this
   //                           host, in which bytes beyond `len` are 0. On a little-endian host the address stands in the lower
@@ -161,7 +166,7 @@ class TREL_API TRELTlv : public trel_tlv {
   std::string valToString() const;
 };
 
-// ----- messages --------------------------------------------------------------------------------------------------------------
+// ----- messages ------------------------------------------------------------------------------------------------------
 
 // On the wire: do not renumber.
 inline constexpr unsigned int TREL_MAGIC_NBR = 0x4F544E31U;
@@ -187,9 +192,9 @@ enum TrelMsgKind : unsigned int { TREL_KIND_REQUEST = 0, TREL_KIND_RESPONSE = 1,
 
 // A message: the common header, and the properties whose TLVs it carries.
 //
-// The properties write and read their own TLVs. The message lists them in wire order and never owns them. A message to be
-// sent is made, filled by addProperty, given `action` and `msgId` and serialized; a received one is deserialized, given one
-// property for each TLV by the engine, checked, applied and dropped, all while the datagram is in memory.
+// The properties write and read their own TLVs. The message lists them in wire order and never owns them. A message to
+// be sent is made, filled by addProperty, given `action` and `msgId` and serialized; a received one is deserialized,
+// given one property for each TLV by the engine, checked, applied and dropped, all while the datagram is in memory.
 class TREL_API TRELMessage {
  public:
   unsigned int msgKind;                   // TrelMsgKind
@@ -231,8 +236,8 @@ class TREL_API TRELMessage {
   bool checkProtVersion() const;  // false with an ERROR line
   bool checkAction() const;       // 1 to 5; false with an ERROR line
 
-  // Writes the message into buf[0, len): the common header, one TLV for each property in list order, the header bytes of its
-  // kind.
+  // Writes the message into buf[0, len): the common header, one TLV for each property in list order, the header bytes
+  // of its kind.
   //   needs    headerLen + sizeOfTlvs() bytes, which is also the number of bytes to transmit
   //   values   are taken from the properties now
   //   returns  false, with one ERROR line, when len is too small (nothing is written) or a property writes another

@@ -42,8 +42,8 @@ bool hasHeader(const TrelUdpDatagram& datagram) {
   return datagram.length >= static_cast<unsigned int>(TREL_HEADER_LEN) && u32At(datagram.bytes, 0) == TREL_MAGIC_NBR;
 }
 
-// Of whatever protocol version: an error answer of another version is a response too, and to answer it would make two ends
-// answer each other's errors for ever.
+// Of whatever protocol version: an error answer of another version is a response too, and to answer it would make two
+// ends answer each other's errors for ever.
 bool isResponse(const TrelUdpDatagram& datagram) {
   if (!hasHeader(datagram)) return false;
   const unsigned char action = actionOf(datagram.bytes);
@@ -173,8 +173,8 @@ struct AmiParts {
   std::string firstDropped;  // "3, description, of 65500 bytes"
 };
 
-// Cuts a serialized message so that each part with a header in front is no longer than the limit where that can be. The bytes
-// were written by the same properties a moment ago; false when those do not account for them any more.
+// Cuts a serialized message so that each part with a header in front is no longer than the limit where that can be. The
+// bytes were written by the same properties a moment ago; false when those do not account for them any more.
 bool cutIntoParts(const TRELMessage& ami, std::size_t length, std::size_t limit, AmiParts& cut) {
   const std::size_t headerLen = static_cast<std::size_t>(ami.headerLen);
   std::size_t at = headerLen;
@@ -256,12 +256,14 @@ unsigned long long TrelUdpCounters::droppedInAll() const {
   return all;
 }
 
-// ----- the link --------------------------------------------------------------------------------------------------------------
+// ----- the link ------------------------------------------------------------------------------------------------------
 
-// What is behind a TrelUdp: socket, peers, and the calls that are going on. Operations that TrelUdp has too are told there.
+// What is behind a TrelUdp: socket, peers, and the calls that are going on. Operations that TrelUdp has too are told
+// there.
 class TrelUdpLink {
  public:
-  // A client operation of TrelUdp, from its call to its return. Its end makes its result the last one, also when a hook throws.
+  // A client operation of TrelUdp, from its call to its return. Its end makes its result the last one, also when a hook
+  // throws.
   class Operation;
 
   explicit TrelUdpLink(TrelUdp& owner) : owner_(owner) {}
@@ -353,7 +355,8 @@ class TrelUdpLink {
   Serving* serving_ = nullptr;
   Wait* wait_ = nullptr;
 
-  // The engine's pending autonomous message, once it was seen sent for its size. Its address is compared, never followed.
+  // The engine's pending autonomous message, once it was seen sent for its size. Its address is compared, never
+  // followed.
   struct {
     const TRELMessage* message = nullptr;
     std::size_t variables = 0;  // at its last sending
@@ -506,7 +509,7 @@ struct TrelUdpLink::Wait {
   TrelUdpResult result;
 };
 
-// ----- the socket ------------------------------------------------------------------------------------------------------------
+// ----- the socket ----------------------------------------------------------------------------------------------------
 
 bool TrelUdpLink::open(const std::string& address, unsigned short port) {
   TrelUdpAddress wanted;
@@ -547,7 +550,7 @@ bool TrelUdpLink::fail(const std::string& what) {
   return false;
 }
 
-// ----- peers -----------------------------------------------------------------------------------------------------------------
+// ----- peers ---------------------------------------------------------------------------------------------------------
 
 // Reads an address that is somebody's. False, with errorText: it is not.
 bool TrelUdpLink::readAddress(const std::string& what, const std::string& text, unsigned int& ip) {
@@ -619,7 +622,7 @@ bool TrelUdpLink::setAmiLimit(unsigned int bytes) {
   return true;
 }
 
-// ----- sending ---------------------------------------------------------------------------------------------------------------
+// ----- sending -------------------------------------------------------------------------------------------------------
 
 bool TrelUdpLink::send(const TRELMessage& message) {
   switch (message.msgKind) {
@@ -635,8 +638,8 @@ bool TrelUdpLink::send(const TRELMessage& message) {
 }
 
 bool TrelUdpLink::answer(const TRELMessage& response) {
-  // The engine gives an answer the sender that it was told with the datagram. Its error answer to a reply of ours has none, and
-  // must not go to whoever is being served around that call.
+  // The engine gives an answer the sender that it was told with the datagram. Its error answer to a reply of ours has
+  // none, and must not go to whoever is being served around that call.
   if (serving_ == nullptr || response.sender != serving_->askerIp) {
     return failSending("response " + std::to_string(response.msgId) + ": answers no datagram that is being handled");
   }
@@ -660,8 +663,8 @@ bool TrelUdpLink::report(const TRELMessage& ami) {
   return reportInParts(ami, receiver, lease.bytes);
 }
 
-// Cuts the bytes of the whole message: the values are of one moment, and whatever a hook does to the message or to its properties
-// between two parts, the parts stay as they are. False: not all of it was sent.
+// Cuts the bytes of the whole message: the values are of one moment, and whatever a hook does to the message or to its
+// properties between two parts, the parts stay as they are. False: not all of it was sent.
 bool TrelUdpLink::reportInParts(const TRELMessage& ami, const TrelUdpAddress& to, std::vector<char>& bytes) {
   const unsigned int msgId = ami.msgId;
   const std::size_t variables = ami.properties.size();
@@ -708,8 +711,8 @@ bool TrelUdpLink::reportInParts(const TRELMessage& ami, const TrelUdpAddress& to
   return false;
 }
 
-// A list that is sent for its size is not emptied: it comes again, longer by as many as that takes. A flush that sends brings a
-// number in between, and empties it: the next list is no longer than the first sending for its size.
+// A list that is sent for its size is not emptied: it comes again, longer by as many as that takes. A flush that sends
+// brings a number in between, and empties it: the next list is no longer than the first sending for its size.
 void TrelUdpLink::watchGrowth(const TRELMessage& ami) {
   const std::size_t variables = ami.properties.size();
   if (&ami != growth_.message) {
@@ -811,10 +814,10 @@ bool TrelUdpLink::failSending(const std::string& what) {
   return fail(what);
 }
 
-// ----- waiting ---------------------------------------------------------------------------------------------------------------
+// ----- waiting -------------------------------------------------------------------------------------------------------
 
-// What is in the socket before the request leaves cannot be its reply, whatever id it bears: the id of a request that was given
-// up may be in use again.
+// What is in the socket before the request leaves cannot be its reply, whatever id it bears: the id of a request that
+// was given up may be in use again.
 void TrelUdpLink::discardEarlierReplies() {
   for (unsigned int looked = 0; fd_ >= 0 && looked < TREL_UDP_MAX_KEPT; ++looked) {
     if (receiveOne(true) != Received::DATAGRAM) return;
@@ -824,7 +827,8 @@ void TrelUdpLink::discardEarlierReplies() {
 // Until the reply is there or the time is over, which wait.answered tells. False, with errorText: the socket failed.
 bool TrelUdpLink::awaitReply(Wait& wait) {
   const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(replyTimeout_);
-  // What is there already when the time is over is still looked at, because the process may have slept; but a flood ends.
+  // What is there already when the time is over is still looked at, because the process may have slept; but a flood
+  // ends.
   unsigned int afterDeadline = 0;
   while (!wait.answered) {
     const Received received = receiveOne(true);
@@ -852,7 +856,7 @@ bool TrelUdpLink::pollUntil(Clock::time_point deadline) {
   return fail("poll at " + address_.str() + ": " + errnoText(error));
 }
 
-// ----- receiving -------------------------------------------------------------------------------------------------------------
+// ----- receiving -----------------------------------------------------------------------------------------------------
 
 bool TrelUdpLink::waitForDatagram(unsigned int milliseconds) {
   if (!kept_.empty()) return true;
@@ -1016,7 +1020,7 @@ void TrelUdpLink::handOver(const char* bytes, unsigned int length, const TrelUdp
   owner_.handleTrelMsg(static_cast<int>(length), bytes, serving.askerIp.c_str());
 }
 
-// ----- TrelUdp ---------------------------------------------------------------------------------------------------------------
+// ----- TrelUdp -------------------------------------------------------------------------------------------------------
 
 TrelUdp::TrelUdp() : TrelUdp(true) {}
 TrelUdp::TrelUdp(bool replyOnHeaderErrors)

@@ -38,15 +38,16 @@
 //   looks the same. The remedy is the application's: flush (checkForEvent(nullptr, nullptr, false, true)) before 51 changes
 //   have come together.
 //
-// Nothing is authenticated: whoever can send from an allowed address is believed. Only datagrams from allowed addresses are
-// handed to the engine (setAllowedPeers; loopback alone unless told otherwise), and of responses only the one awaited, because
-// the engine would store the values of any.
+// Nothing is authenticated: whoever can send from an allowed address is believed. Only datagrams from allowed addresses
+// are handed to the engine (setAllowedPeers; loopback alone unless told otherwise), and of responses only the one
+// awaited, because the engine would store the values of any.
 //
-// No thread, no signal. Log lines come from the engine, and from the transport about large autonomous messages alone: behind the
-// same trace levels, ERROR for what was not sent of one, WARNING for a list that grows, DEBUG1 for each one that is split. What
-// else fails is told by errorText, and by lastResult. The socket is non-blocking and closed on exec; only client
-// operations and waitForDatagram wait, both with a deadline on the monotonic clock. All calls come from the thread that drives
-// the engine. An exception of a hook passes through to the caller; the next call works as if it had not happened.
+// No thread, no signal. Log lines come from the engine, and from the transport about large autonomous messages alone:
+// behind the same trace levels, ERROR for what was not sent of one, WARNING for a list that grows, DEBUG1 for each one
+// that is split. What else fails is told by errorText, and by lastResult. The socket is non-blocking and closed on
+// exec; only client operations and waitForDatagram wait, both with a deadline on the monotonic clock. All calls come
+// from the thread that drives the engine. An exception of a hook passes through to the caller; the next call works as
+// if it had not happened.
 #ifndef TREL_TRELUDP_H
 #define TREL_TRELUDP_H
 
@@ -61,7 +62,8 @@
 #define TREL_UDP_API
 #endif
 
-// Addresses that may speak to one TrelUdp, its peer among them: as many as the engine follows, for the life of the process.
+// Addresses that may speak to one TrelUdp, its peer among them: as many as the engine follows, for the life of the
+// process.
 inline constexpr unsigned int TREL_UDP_MAX_PEERS = static_cast<unsigned int>(TREL_SENDER_CONTEXTS);
 // Datagrams that are kept while a client operation waits for its reply.
 inline constexpr unsigned int TREL_UDP_MAX_KEPT = 64;
@@ -71,7 +73,8 @@ inline constexpr unsigned int TREL_UDP_DATAGRAMS_PER_CALL = 32;
 inline constexpr unsigned int TREL_UDP_RECEIVE_LEN = 65535;
 // The most that one datagram carries over IPv4.
 inline constexpr unsigned int TREL_UDP_MAX_DATAGRAM_LEN = 65507;
-// Autonomous messages up to this many bytes, header included, go in one datagram when setAmiLimit is not told another number.
+// Autonomous messages up to this many bytes, header included, go in one datagram when setAmiLimit is not told another
+// number.
 inline constexpr unsigned int TREL_UDP_AMI_LIMIT = 1200;
 // The least that it takes: the header and one number of 8 bytes.
 inline constexpr unsigned int TREL_UDP_MIN_AMI_LIMIT =
@@ -134,16 +137,16 @@ enum TrelUdpOutcome : unsigned int {
 // What the last client operation came to.
 struct TREL_UDP_API TrelUdpResult {
   TrelUdpOutcome outcome = TREL_UDP_NO_OPERATION;
-  // OK, REFUSED: the peer's result code. UNUSABLE_REPLY: the peer's, or RESULT_PROTOCOL_VERSION_MISMATCH or RESULT_WRONG_LEN
-  // as judged here. NO_REPLY, SOCKET_ERROR: RESULT_NOT_RECEIVED. NOT_SENT: RESULT_NOT_SEND.
+  // OK, REFUSED: the peer's result code. UNUSABLE_REPLY: the peer's, or RESULT_PROTOCOL_VERSION_MISMATCH or
+  // RESULT_WRONG_LEN as judged here. NO_REPLY, SOCKET_ERROR: RESULT_NOT_RECEIVED. NOT_SENT: RESULT_NOT_SEND.
   int code = RESULT_OK;
   // The code in words: "RESULT READ ONLY". 16 and 17 have no words; "unknown" from 18 on.
   const char* text = "RESULT OK";
-  // REFUSED: the position, from 0, of the variable that the peer names. -1 in every other case. An error that is no single
-  // variable's (RESULT_TOO_LONG, RESULT_CANNOT_EXEC) comes with 0.
+  // REFUSED: the position, from 0, of the variable that the peer names. -1 in every other case. An error that is no
+  // single variable's (RESULT_TOO_LONG, RESULT_CANNOT_EXEC) comes with 0.
   int index = -1;
-  // The name of the property at that position of the request, when the code is about one variable (RESULT_GENERAL_ERROR to
-  // RESULT_READ_ONLY).
+  // The name of the property at that position of the request, when the code is about one variable (RESULT_GENERAL_ERROR
+  // to RESULT_READ_ONLY).
   std::string variable;
   // Everything but OK: a sentence for a person, with the address and the system's error text where they matter.
   std::string error;
@@ -191,10 +194,10 @@ class TREL_UDP_API TrelUdp : public TrelProtocolBase {
 
   // ----- the socket -----
 
-  // Makes the socket and binds it: loopback and a free port unless told otherwise. "0.0.0.0" is every address of this machine;
-  // on a machine with several, name the one that the others know: a reply from another is a foreign one to them.
-  // False, with errorText: no dotted IPv4 address, open already, or the system's refusal ("bind 10.0.0.5:4000: Cannot assign
-  // requested address").
+  // Makes the socket and binds it: loopback and a free port unless told otherwise. "0.0.0.0" is every address of this
+  // machine; on a machine with several, name the one that the others know: a reply from another is a foreign one to
+  // them. False, with errorText: no dotted IPv4 address, open already, or the system's refusal ("bind 10.0.0.5:4000:
+  // Cannot assign requested address").
   bool open(const std::string& address = "127.0.0.1", unsigned short port = 0);
   // Closes it; kept datagrams are dropped. Peers, options and counters stay. Nothing happens when it is not open.
   void close();
@@ -202,8 +205,8 @@ class TREL_UDP_API TrelUdp : public TrelProtocolBase {
   // Where it is bound, with the port that the system chose; 0 when it is not open.
   TrelUdpAddress address() const;
   unsigned short port() const;
-  // The descriptor, for the application's own poll loop: wait for POLLIN, then call handleDatagrams. Datagrams that are kept do
-  // not make it readable: when kept() is not 0, do not wait. -1 when it is not open. Stays ours: read it never.
+  // The descriptor, for the application's own poll loop: wait for POLLIN, then call handleDatagrams. Datagrams that are
+  // kept do not make it readable: when kept() is not 0, do not wait. -1 when it is not open. Stays ours: read it never.
   int fd() const;
 
   // Why the last call that failed did so: what, which address, the system's words. "send to 10.0.0.5:4000: Network is
@@ -211,35 +214,38 @@ class TREL_UDP_API TrelUdp : public TrelProtocolBase {
   const std::string& errorText() const;
 
   // ----- peers -----
-  // Addresses are dotted IPv4 text. False, with errorText and without a change: anything else, port 0, an address that is no
-  // single machine's (0.0.0.0, 224.0.0.0 and up), or more than TREL_UDP_MAX_PEERS different addresses allowed in all.
+  // Addresses are dotted IPv4 text. False, with errorText and without a change: anything else, port 0, an address that
+  // is no single machine's (0.0.0.0, 224.0.0.0 and up), or more than TREL_UDP_MAX_PEERS different addresses allowed in
+  // all.
 
-  // Whom requests go to. May be changed between calls; a reply that is awaited is still awaited from the peer that was asked.
+  // Whom requests go to. May be changed between calls; a reply that is awaited is still awaited from the peer that was
+  // asked.
   bool setPeer(const std::string& address, unsigned short port);
   // Port 0 when there is none.
   TrelUdpAddress peer() const;
-  // Where autonomous messages go; the peer or any other, a multicast address too. It is not allowed to speak by this. Without
-  // one they are not sent.
+  // Where autonomous messages go; the peer or any other, a multicast address too. It is not allowed to speak by this.
+  // Without one they are not sent.
   bool setEventReceiver(const std::string& address, unsigned short port);
   TrelUdpAddress eventReceiver() const;
-  // Bytes, header included, up to which an autonomous message goes in one datagram. Takes effect with the next message. False,
-  // with errorText and without a change: less than TREL_UDP_MIN_AMI_LIMIT or more than TREL_UDP_MAX_DATAGRAM_LEN.
+  // Bytes, header included, up to which an autonomous message goes in one datagram. Takes effect with the next message.
+  // False, with errorText and without a change: less than TREL_UDP_MIN_AMI_LIMIT or more than
+  // TREL_UDP_MAX_DATAGRAM_LEN.
   bool setAmiLimit(unsigned int bytes);
   unsigned int amiLimit() const;
-  // Who may speak to the engine, from any port: these addresses and the peer's. When that is nobody, 127.0.0.1 alone. Replaces
-  // the list. The engine follows the requests of five senders for the life of the process, and an address that has used a
-  // context keeps it after it was taken off this list.
+  // Who may speak to the engine, from any port: these addresses and the peer's. When that is nobody, 127.0.0.1 alone.
+  // Replaces the list. The engine follows the requests of five senders for the life of the process, and an address that
+  // has used a context keeps it after it was taken off this list.
   bool setAllowedPeers(const std::vector<std::string>& addresses);
   // Whether a datagram from there would be handed over.
   bool isAllowed(const TrelUdpAddress& sender) const;
 
   // ----- requests -----
 
-  // How long a reply is awaited after each sending. 1000 ms at first. With 0 only what has come when the request is out is
-  // looked at. A client operation takes (1 + retries) * milliseconds at most.
+  // How long a reply is awaited after each sending. 1000 ms at first. With 0 only what has come when the request is out
+  // is looked at. A client operation takes (1 + retries) * milliseconds at most.
   void setReplyTimeout(unsigned int milliseconds);
-  // How often a read is sent again, with the same message id, when no reply came in time. Twice at first. A peer that had
-  // executed it marks its answer RESULT_DUPLICATE_MSG, which counts as good.
+  // How often a read is sent again, with the same message id, when no reply came in time. Twice at first. A peer that
+  // had executed it marks its answer RESULT_DUPLICATE_MSG, which counts as good.
   void setReadRetries(unsigned int retries);
   // The same for a write. Not at all at first: a write that is sent again is executed again.
   void setWriteRetries(unsigned int retries);
@@ -247,9 +253,9 @@ class TREL_UDP_API TrelUdp : public TrelProtocolBase {
   // What the last client operation of this object came to; of nested ones each leaves its own when it returns.
   const TrelUdpResult& lastResult() const;
 
-  // The client operations of the engine, with the same arguments and results. They are declared again so that lastResult also
-  // tells about a request that the engine does not let out and about a reply that it could not store. Through a reference to
-  // TrelProtocolBase they work too; lastResult then tells what the transport alone knows.
+  // The client operations of the engine, with the same arguments and results. They are declared again so that
+  // lastResult also tells about a request that the engine does not let out and about a reply that it could not store.
+  // Through a reference to TrelProtocolBase they work too; lastResult then tells what the transport alone knows.
   int readObject(TrelObject& object);
   int readObjects(std::vector<TrelObject*> list);
   int readProperty(TrelProperty& property);
@@ -262,28 +268,28 @@ class TREL_UDP_API TrelUdp : public TrelProtocolBase {
 
   // ----- receiving -----
 
-  // Waits until there is something for handleDatagrams, kept datagrams included. True: there is. False: the time is over, a
-  // signal came, or the socket is not open or failed (errorText). 0 only looks.
+  // Waits until there is something for handleDatagrams, kept datagrams included. True: there is. False: the time is
+  // over, a signal came, or the socket is not open or failed (errorText). 0 only looks.
   bool waitForDatagram(unsigned int milliseconds);
-  // Takes what is waiting, at most `limit` datagrams, and hands those that may pass to the engine, one after the other: first
-  // those that were kept, then the socket's. Dropped ones count, so a flood cannot hold it. Never waits. Hooks may call it.
-  // Returns how many it took; -1 when it took none because the socket is not open or failed (errorText).
+  // Takes what is waiting, at most `limit` datagrams, and hands those that may pass to the engine, one after the other:
+  // first those that were kept, then the socket's. Dropped ones count, so a flood cannot hold it. Never waits. Hooks
+  // may call it. Returns how many it took; -1 when it took none because the socket is not open or failed (errorText).
   int handleDatagrams(unsigned int limit = TREL_UDP_DATAGRAMS_PER_CALL);
-  // Datagrams that came while a client operation waited and that handleDatagrams has not handled yet. Two ends that ask each
-  // other at the same moment do not answer each other before their own wait is over.
+  // Datagrams that came while a client operation waited and that handleDatagrams has not handled yet. Two ends that ask
+  // each other at the same moment do not answer each other before their own wait is over.
   unsigned int kept() const;
 
   const TrelUdpCounters& counters() const;
 
   // ----- hooks -----
 
-  // Sees every datagram once, with its fate: one that was sent when the system has taken it, one that was received when its fate
-  // is decided and before the engine has it. Of an autonomous message in parts it sees each part. For diagnostics; does nothing
-  // here. It may call the engine.
+  // Sees every datagram once, with its fate: one that was sent when the system has taken it, one that was received when
+  // its fate is decided and before the engine has it. Of an autonomous message in parts it sees each part. For
+  // diagnostics; does nothing here. It may call the engine.
   virtual void datagramPassed(const TrelUdpDatagram& datagram);
 
-  // The engine's transport. Not 0: sent, and for a request also answered, with the reply in replyBuffer. 0: errorText, and for
-  // a request lastResult.
+  // The engine's transport. Not 0: sent, and for a request also answered, with the reply in replyBuffer. 0: errorText,
+  // and for a request lastResult.
   //   response   answers the datagram that the engine is handling, and has its sender's address; any other is not sent: an
   //              error answer to a reply, or to a datagram that the application handed to handleTrelMsg itself
   //   request    datagrams that come during the wait: the awaited reply ends it, other responses are dropped, the rest is kept.
