@@ -13,6 +13,13 @@ endif()
 # Sanitizers and coverage. GoogleTest gets them too: a container that crosses the border between instrumented and
 # plain code would otherwise be reported as overflowing.
 add_library(trel_instrumentation INTERFACE)
+if(TREL_FUZZ)
+  if(NOT CMAKE_CXX_COMPILER_ID STREQUAL "Clang")
+    message(FATAL_ERROR "TREL_FUZZ needs Clang, which has libFuzzer; the compiler is ${CMAKE_CXX_COMPILER_ID}. "
+                        "Use the preset 'fuzz' or -DCMAKE_CXX_COMPILER=clang++.")
+  endif()
+  set(TREL_SANITIZE "address,undefined,fuzzer-no-link")
+endif()
 if(TREL_SANITIZE)
   # The list may be separated by commas, as for the compiler, or by semicolons, as for CMake.
   string(REPLACE ";" "," trel_sanitizers "${TREL_SANITIZE}")
