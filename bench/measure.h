@@ -1,0 +1,44 @@
+// How a question is asked: some runs to warm up, then the runs that count.
+#ifndef BENCH_MEASURE_H
+#define BENCH_MEASURE_H
+
+#include <cstddef>
+#include <cstdio>
+
+#include "heap.h"
+#if __has_include(<valgrind/callgrind.h>)
+#include <valgrind/callgrind.h>
+#else
+#define CALLGRIND_ZERO_STATS  // a foreign machine: nothing is counted there
+#endif
+
+namespace bench {
+
+constexpr int WARM_UP = 10;
+constexpr int RUNS = 100;
+
+// Calls `run`, which returns whether all was well, and prints how many runs counted and how many blocks they took from
+// the heap. Callgrind forgets the runs that warm up; what it counts of the others is for its --toggle-collect to say.
+// Returns the program's exit code.
+template <typename Run>
+int measure(Run run) {
+  bool good = true;
+  for (int i = 0; i < WARM_UP; ++i)
+    good = run() && good;
+  const std::size_t before = heapBlocks();
+  CALLGRIND_ZERO_STATS;
+  for (int i = 0; i < RUNS; ++i)
+    good = run() && good;
+  std::printf("runs %d\nblocks %zu\n", RUNS, heapBlocks() - before);
+  if (!good) std::fputs("error: what was measured did not do its work\n", stderr);
+  return good ? 0 : 1;
+}
+
+// Prints what one run puts on the wire.
+inline void printWire(std::size_t request, std::size_t answer) {
+  std::printf("request %zu\nanswer %zu\n", request, answer);
+}
+
+}  // namespace bench
+
+#endif
