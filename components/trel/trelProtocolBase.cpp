@@ -186,8 +186,8 @@ int TrelProtocolBase::handleTrelMsg(int length, const char* buffer, const char* 
       return handleResponse(length, buffer);
     case TREL_ACTION_AMI:
       return handleAmi(length, buffer);
-    default:
-      return 0;
+    default:     // GCOVR_EXCL_LINE: the header check has refused every other action
+      return 0;  // GCOVR_EXCL_LINE
   }
 }
 

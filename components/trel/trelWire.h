@@ -62,7 +62,7 @@ inline unsigned int numberWidth(unsigned int type) {
   }
 }
 
-// A big-endian number of 1, 2, 4 or 8 bytes; another width stores nothing and loads 0.
+// A big-endian number of 1, 2, 4 or 8 bytes; another width loads 0 and is not stored by anyone.
 inline unsigned long long loadNumber(const char* from, unsigned int width) {
   switch (width) {
     case 8:
@@ -88,10 +88,8 @@ inline void storeNumber(char* to, unsigned long long value, unsigned int width) 
     case 2:
       storeU16(to, static_cast<unsigned int>(value));
       break;
-    case 1:
-      to[0] = static_cast<char>(value);
-      break;
     default:
+      to[0] = static_cast<char>(value);
       break;
   }
 }
