@@ -11,6 +11,7 @@ PACKAGES_BASE=(g++ cmake ninja-build libboost-dev googletest pkg-config)
 PACKAGES_MACHINES=(g++-arm-linux-gnueabihf g++-aarch64-linux-gnu g++-s390x-linux-gnu qemu-user)
 PACKAGES_LINT=(clang clang-format clang-tidy)
 PACKAGES_COVERAGE=(gcovr)
+PACKAGES_MUTATION=(git python3 python3-clang-14)
 PACKAGES_BENCH=(valgrind binutils python3)
 PACKAGES_RELEASE=(abigail-tools doxygen dpkg-dev file python3)
 
