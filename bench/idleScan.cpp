@@ -12,5 +12,5 @@ int main() {
   bench::BufferEngine engine;
   engine.registerObject(&table);
   engine.eventHandler();  // the first scan of a process only collects
-  return bench::measure([&] { return engine.eventHandler() == 0; });
+  return bench::measure([&] { return engine.eventHandler() == 0; }, 10);
 }

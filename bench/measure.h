@@ -15,21 +15,20 @@
 namespace bench {
 
 constexpr int WARM_UP = 10;
-constexpr int RUNS = 100;
 
 // Calls `run`, which returns whether all was well, and prints how many runs counted and how many blocks they took from
 // the heap. Callgrind forgets the runs that warm up; what it counts of the others is for its --toggle-collect to say.
 // Returns the program's exit code.
 template <typename Run>
-int measure(Run run) {
+int measure(Run run, int runs = 100) {
   bool good = true;
   for (int i = 0; i < WARM_UP; ++i)
     good = run() && good;
   const std::size_t before = heapBlocks();
   CALLGRIND_ZERO_STATS;
-  for (int i = 0; i < RUNS; ++i)
+  for (int i = 0; i < runs; ++i)
     good = run() && good;
-  std::printf("runs %d\nblocks %zu\n", RUNS, heapBlocks() - before);
+  std::printf("runs %d\nblocks %zu\n", runs, heapBlocks() - before);
   if (!good) std::fputs("error: what was measured did not do its work\n", stderr);
   return good ? 0 : 1;
 }

@@ -1,0 +1,202 @@
+"""Runs the benchmarks, counts, and prints, checks or records the figures: report.py print|check|update BUILD_FOLDER
+
+Called by scripts/bench, which has built everything."""
+
+import datetime
+import json
+import os
+import re
+import subprocess
+import sys
+
+ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+BASELINE = os.path.join(ROOT, "bench", "baseline.json")
+FIGURES = os.path.join(ROOT, "docs", "performance", "figures.md")
+TOLERANCE = 0.02
+
+# Name of the count, program, function between whose entry and return callgrind counts.
+REQUEST = "TrelProtocolBase::handleTrelMsg(*"
+COUNTS = [
+    ("R1", "readOneNumber", REQUEST),
+    ("R12", "readScalars", REQUEST),
+    ("R80", "readTable", REQUEST),
+    ("W1", "writeOneNumber", REQUEST),
+    ("W12", "writeTwelveNumbers", REQUEST),
+    ("N50", "reportFiftyChanges", "changeAndReport(*"),
+    ("serialize80", "serializeTable", "sizeAndSerialize(*"),
+    ("R80among160", "readTableAmongObjects", REQUEST),
+    ("idleScan", "idleScan", "TrelProtocolBase::eventHandler()"),
+    ("withTraceLine", "shutTraceLine", "bench::withTraceLine(*"),
+    ("withoutTraceLine", "shutTraceLine", "bench::withoutTraceLine(*"),
+]
+IDLE_PROPERTIES = 100000
+
+
+def fail(message):
+    sys.exit("error: " + message)
+
+
+def values_of(text):
+    """The lines "name number" of a benchmark's output."""
+    return {name: int(number) for name, number in (line.split() for line in text.splitlines())}
+
+
+def run(command, what):
+    try:
+        done = subprocess.run(command, capture_output=True, text=True, timeout=300, check=False)
+    except subprocess.TimeoutExpired:
+        fail(f"{what} takes more than five minutes")
+    if done.returncode != 0:
+        fail(f"{what} failed:\n{done.stdout}{done.stderr}")
+    return done.stdout
+
+
+def count(build):
+    """Instructions and blocks of one run of each count, and the bytes of its datagrams."""
+    instructions, blocks, wire = {}, {}, {}
+    for number, (name, program, function) in enumerate(COUNTS, 1):
+        print(f"[{number}/{len(COUNTS)}] {name}: {program}", file=sys.stderr, flush=True)
+        path = os.path.join(build, "bench", program)
+        plain = values_of(run([path], program))
+        record = os.path.join(build, f"callgrind.{name}")
+        run(["valgrind", "-q", "--tool=callgrind", "--collect-atstart=no", f"--toggle-collect={function}",
+             f"--callgrind-out-file={record}", path], program + " under callgrind")
+        with open(record, encoding="utf-8") as lines:
+            summary = re.search(r"^summary: (\d+)", lines.read(), re.MULTILINE)
+        if summary is None or int(summary.group(1)) == 0:
+            fail(f"callgrind did not meet the function {function} of {program}")
+        instructions[name] = round(int(summary.group(1)) / plain["runs"])
+        if not name.endswith("TraceLine"):
+            blocks[name] = -(-plain["blocks"] // plain["runs"])  # rounded up
+        if "answer" in plain:
+            wire[name] = (plain["request"], plain["answer"])
+    return instructions, blocks, wire
+
+
+def compiler():
+    return "g++ " + run(["g++", "-dumpfullversion"], "g++").strip()
+
+
+def machine():
+    libc = run(["getconf", "GNU_LIBC_VERSION"], "getconf").strip()
+    return f"x86-64, {compiler()}, {libc}, {run(['valgrind', '--version'], 'valgrind').strip()}"
+
+
+def check(instructions, blocks):
+    """Compares with the baseline; names every count that grew by more than the tolerance."""
+    with open(BASELINE, encoding="utf-8") as file:
+        baseline = json.load(file)
+    if baseline["compiler"] != compiler():
+        fail(f"the baseline was counted with {baseline['compiler']}, this is {compiler()}: they cannot be compared")
+    grown = []
+    for kind, counted in (("instructions", instructions), ("blocks", blocks)):
+        if baseline[kind].keys() != counted.keys():
+            fail(f"bench/baseline.json does not have the same {kind} as the benchmarks; run scripts/bench --update")
+        for name, now in counted.items():
+            then = baseline[kind][name]
+            change = f"{100 * (now - then) / then:+.1f} %" if then else ("new" if now else "none")
+            print(f"{name:18} {kind:13} {then:>10} -> {now:>10}   {change}")
+            if now > then * (1 + TOLERANCE):
+                grown.append(f"{name}: {kind} {then} -> {now} ({change})")
+    if grown:
+        fail("more than 2 % above bench/baseline.json:\n  " + "\n  ".join(grown) +
+             "\nIf that is meant: scripts/bench --update, and the reason in the message of the same commit.")
+    print("no count has grown by more than 2 %")
+
+
+def shown(number):
+    if number is None:
+        return ""
+    if isinstance(number, int):
+        return f"{number:,}"
+    return f"{number:,.2f}" if number < 20 else f"{number:,.1f}"
+
+
+class Table:
+    """Rows of figure, what was counted, must, goal, and how it stands."""
+
+    def __init__(self):
+        self.rows = []
+
+    def add(self, figure, now, must=None, goal=None, note=""):
+        verdict = ""
+        if must is not None:
+            verdict = "goal reached" if now <= goal else "must reached" if now <= must else "ABOVE MUST"
+        self.rows.append((figure, shown(now), shown(must), shown(goal), "; ".join(part for part in (verdict, note) if part)))
+
+    def markdown(self):
+        head = ("figure", "counted", "must", "goal", "")
+        widths = [max(len(row[i]) for row in self.rows + [head]) for i in range(5)]
+        rule = tuple("-" * (width - 1) + ":" if 0 < i < 4 else "-" * width for i, width in enumerate(widths))
+
+        def line(row):
+            cells = (cell.rjust(width) if 0 < i < 4 else cell.ljust(width) for i, (cell, width) in enumerate(zip(row, widths)))
+            return "| " + " | ".join(cells) + " |"
+
+        return "\n".join(line(row) for row in [head, rule] + self.rows)
+
+
+def read_sizes(build):
+    """Bytes by machine and optimisation: {("armhf", "-Os"): {".text": 1, ...}}"""
+    sizes = {}
+    with open(os.path.join(build, "sizes.txt"), encoding="utf-8") as lines:
+        for name, optimisation, section, size in (line.split() for line in lines):
+            sizes.setdefault((name, optimisation), {})[section] = int(size)
+    return sizes
+
+
+def figures(build, instructions, blocks, wire):
+    table = Table()
+    table.add("R1, instructions", instructions["R1"], 700, 500)
+    table.add("R12, instructions a variable", instructions["R12"] / 12, 260, 200)
+    table.add("R80, instructions a variable", instructions["R80"] / 80, 220, 160)
+    table.add("W1, instructions", instructions["W1"], 700, 500)
+    table.add("W12, instructions a variable", instructions["W12"] / 12, 290, 240)
+    table.add("N50, instructions a change", instructions["N50"] / 50, 135, 110)
+    table.add("sizeOfTlvs and serialize, 80 cells, instructions a variable", instructions["serialize80"] / 80, 85, 65)
+    table.add("R80 with 160 registered objects against 2, ratio", instructions["R80among160"] / instructions["R80"], 1.15, 1.0)
+    table.add("a scan of 100,000 eventable numbers, none pending, instructions a number", instructions["idleScan"] / IDLE_PROPERTIES)
+    table.add("a trace line, gate shut, instructions", instructions["withTraceLine"] - instructions["withoutTraceLine"],
+              note="no call, no text, no temporary: that is the must; the goal is 4")
+    for name in ("R1", "R12", "R80", "W1", "W12", "N50"):
+        table.add(f"{name}, blocks of heap", blocks[name], 0, 0)
+    native = values_of(run([os.path.join(build, "bench", "propertyHeap")], "propertyHeap"))
+    with open(os.path.join(build, "heap-armhf.txt"), encoding="utf-8") as file:
+        armhf = values_of(file.read())
+    for name, heap, must, goal in (("x86-64", native, None, None), ("armhf", armhf, 128, 112)):
+        table.add(f"heap of a 32-bit number in a table, {name}, bytes", heap["bytesOfAProperty"], must, goal,
+                  f"{heap['bytesWithItsShareOfTheTable']} with its share of a table of 16 rows and 5 columns")
+    for (name, optimisation), sections in read_sizes(build).items():
+        must, goal = (96000, 72000) if (name, optimisation) == ("armhf", "-Os") else (None, None)
+        parts = [sections.get(section, 0) for section in (".text", ".rodata", ".data.rel.ro")]
+        table.add(f"libtrel.so, {name}, {optimisation}: .text + .rodata + .data.rel.ro, bytes", sum(parts), must, goal,
+                  " + ".join(f"{part:,}" for part in parts) + f"; all sections {sum(sections.values()):,}")
+    for name, (request, answer) in wire.items():
+        if name in ("R1", "R12", "R80", "W1", "W12", "N50"):
+            table.add(f"{name}, bytes on the wire", request + answer, note=f"{request} there, {answer} back")
+    return table.markdown()
+
+
+def main():
+    if len(sys.argv) != 3 or sys.argv[1] not in ("print", "check", "update"):
+        sys.exit(__doc__)
+    mode, build = sys.argv[1:]
+    instructions, blocks, wire = count(build)
+    if mode == "check":
+        check(instructions, blocks)
+        return
+    table = figures(build, instructions, blocks, wire)
+    print(table)
+    if mode == "update":
+        with open(BASELINE, "w", encoding="utf-8") as file:
+            json.dump({"compiler": compiler(), "instructions": instructions, "blocks": blocks}, file, indent=2)
+            file.write("\n")
+        os.makedirs(os.path.dirname(FIGURES), exist_ok=True)
+        with open(FIGURES, "w", encoding="utf-8") as file:
+            file.write(f"# What the library costs\n\nCounted on {datetime.date.today().isoformat()}: {machine()}.\n"
+                       "Written by `scripts/bench --update`; `bench/README.md` says what is counted and what is not.\n\n"
+                       f"{table}\n")
+        print("\nwritten: bench/baseline.json, docs/performance/figures.md")
+
+
+main()
