@@ -2,6 +2,7 @@
 # global variables, so that a parent project's own targets are left alone.
 
 include_guard(GLOBAL)
+include(CheckCXXCompilerFlag)
 
 # Warnings, for our own code only: linked PRIVATE, never exported.
 add_library(trel_warnings INTERFACE)
@@ -40,4 +41,43 @@ function(trel_target_defaults target)
   target_link_libraries(${target} PRIVATE $<BUILD_INTERFACE:trel_warnings> $<BUILD_INTERFACE:trel_instrumentation>)
   # __FILE__, as it appears in trace lines, begins at "components/" wherever the tree lies.
   target_compile_options(${target} PRIVATE "-fmacro-prefix-map=${trel_SOURCE_DIR}/=")
+endfunction()
+
+# Hardening, for the libraries that are shipped; what each flag is for and costs, and which were left out, stands in
+# docs/decisions.md. Not in an instrumented build, which nobody ships: sanitizers do the same, and more.
+set(trel_hardening_flags "")
+if(TREL_HARDENING AND NOT TREL_SANITIZE AND NOT TREL_COVERAGE)
+  # -fcf-protection is known on x86 alone, -fstack-clash-protection not by every compiler for every machine.
+  foreach(flag IN ITEMS -fstack-protector-strong -fstack-clash-protection -fcf-protection)
+    string(MAKE_C_IDENTIFIER "TREL_HAS${flag}" known)
+    check_cxx_compiler_flag("-Werror ${flag}" ${known})
+    if(${known})
+      list(APPEND trel_hardening_flags ${flag})
+    endif()
+  endforeach()
+endif()
+
+# Gives a library that is shipped what only such a library has.
+function(trel_shipped_library target)
+  # The libraries of a build find each other from where they lie, so that they are the same bytes in every folder.
+  set_target_properties(${target} PROPERTIES BUILD_RPATH_USE_ORIGIN ON)
+  get_target_property(type ${target} TYPE)
+  if(type STREQUAL "SHARED_LIBRARY" AND NOT TREL_SANITIZE)
+    # A sanitizer's runtime is in the program, so a library that uses it cannot be complete in itself.
+    target_link_options(${target} PRIVATE "LINKER:-z,defs")
+  endif()
+  if(NOT trel_hardening_flags)
+    return()
+  endif()
+  # The fortified calls of the C library need the optimiser. A distribution's own level, if given, makes way.
+  target_compile_options(${target} PRIVATE ${trel_hardening_flags}
+    "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=3>")
+  if(type STREQUAL "SHARED_LIBRARY")
+    target_link_options(${target} PRIVATE "LINKER:-z,relro,-z,now,-z,noexecstack")
+    if("-fcf-protection" IN_LIST trel_hardening_flags)
+      # Said outright: the C library's start files may say nothing about shadow stacks, and the linker would drop the mark.
+      # They keep to them. Landing pads for indirect jumps they may lack, so that mark is left to the linker.
+      target_link_options(${target} PRIVATE "LINKER:-z,shstk")
+    endif()
+  endif()
 endfunction()

@@ -11,7 +11,10 @@
 #define TREL_TRELTRACEGATE_H
 
 #include <libtrace/trace.h>
-#include <syslog.h>
+
+// Declared here instead of including <syslog.h>, which turns the call into one of another name when it is fortified: a
+// program that stands in for the system log is found under this one. Every format is a literal, so nothing is lost.
+extern "C" void syslog(int priority, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
 namespace trelTrace {
 
@@ -26,6 +29,9 @@ inline constexpr int WARNING_THRESHOLD = 3;
 inline constexpr int DEBUG1_THRESHOLD = 6;
 inline constexpr int DEBUG2_THRESHOLD = 7;
 inline constexpr int DEBUG3_THRESHOLD = 8;
+inline constexpr int ERROR_PRIORITY = 3;
+inline constexpr int WARNING_PRIORITY = 4;
+inline constexpr int DEBUG_PRIORITY = 7;
 
 inline bool above(int threshold) {
   return __builtin_expect(
@@ -51,10 +57,10 @@ struct Site {
     if (trelTrace::above(threshold)) syslog(priority, __VA_ARGS__); \
   } while (false)
 
-#define TREL_ERROR(...) TREL_TRACE(trelTrace::ERROR_THRESHOLD, LOG_ERR, __VA_ARGS__)
-#define TREL_WARNING(...) TREL_TRACE(trelTrace::WARNING_THRESHOLD, LOG_WARNING, __VA_ARGS__)
-#define TREL_DEBUG1(...) TREL_TRACE(trelTrace::DEBUG1_THRESHOLD, LOG_DEBUG, __VA_ARGS__)
-#define TREL_DEBUG2(...) TREL_TRACE(trelTrace::DEBUG2_THRESHOLD, LOG_DEBUG, __VA_ARGS__)
-#define TREL_DEBUG3(...) TREL_TRACE(trelTrace::DEBUG3_THRESHOLD, LOG_DEBUG, __VA_ARGS__)
+#define TREL_ERROR(...) TREL_TRACE(trelTrace::ERROR_THRESHOLD, trelTrace::ERROR_PRIORITY, __VA_ARGS__)
+#define TREL_WARNING(...) TREL_TRACE(trelTrace::WARNING_THRESHOLD, trelTrace::WARNING_PRIORITY, __VA_ARGS__)
+#define TREL_DEBUG1(...) TREL_TRACE(trelTrace::DEBUG1_THRESHOLD, trelTrace::DEBUG_PRIORITY, __VA_ARGS__)
+#define TREL_DEBUG2(...) TREL_TRACE(trelTrace::DEBUG2_THRESHOLD, trelTrace::DEBUG_PRIORITY, __VA_ARGS__)
+#define TREL_DEBUG3(...) TREL_TRACE(trelTrace::DEBUG3_THRESHOLD, trelTrace::DEBUG_PRIORITY, __VA_ARGS__)
 
 #endif

@@ -8,7 +8,10 @@
 #define TREL_TRELUDPTRACE_H
 
 #include <libtrace/trace.h>
-#include <syslog.h>
+
+// Declared here instead of including <syslog.h>, which turns the call into one of another name when it is fortified: a
+// program that stands in for the system log is found under this one. Every format is a literal, so nothing is lost.
+extern "C" void syslog(int priority, const char* format, ...) __attribute__((format(printf, 2, 3)));
 
 namespace trelUdpTrace {
 
@@ -16,6 +19,10 @@ namespace trelUdpTrace {
 inline constexpr int ERROR_THRESHOLD = 2;
 inline constexpr int WARNING_THRESHOLD = 3;
 inline constexpr int DEBUG1_THRESHOLD = 6;
+// The priority that the system log is given.
+inline constexpr int ERROR_PRIORITY = 3;
+inline constexpr int WARNING_PRIORITY = 4;
+inline constexpr int DEBUG_PRIORITY = 7;
 
 inline bool isAbove(int threshold) {
   return g_traceObject != nullptr && g_traceObject->level != nullptr && *g_traceObject->level > threshold;
@@ -30,8 +37,9 @@ inline bool isAbove(int threshold) {
     if (trelUdpTrace::isAbove(threshold)) syslog(priority, __VA_ARGS__); \
   } while (false)
 
-#define TREL_UDP_ERROR(...) TREL_UDP_TRACE(trelUdpTrace::ERROR_THRESHOLD, LOG_ERR, __VA_ARGS__)
-#define TREL_UDP_WARNING(...) TREL_UDP_TRACE(trelUdpTrace::WARNING_THRESHOLD, LOG_WARNING, __VA_ARGS__)
-#define TREL_UDP_DEBUG1(...) TREL_UDP_TRACE(trelUdpTrace::DEBUG1_THRESHOLD, LOG_DEBUG, __VA_ARGS__)
+#define TREL_UDP_ERROR(...) TREL_UDP_TRACE(trelUdpTrace::ERROR_THRESHOLD, trelUdpTrace::ERROR_PRIORITY, __VA_ARGS__)
+#define TREL_UDP_WARNING(...) \
+  TREL_UDP_TRACE(trelUdpTrace::WARNING_THRESHOLD, trelUdpTrace::WARNING_PRIORITY, __VA_ARGS__)
+#define TREL_UDP_DEBUG1(...) TREL_UDP_TRACE(trelUdpTrace::DEBUG1_THRESHOLD, trelUdpTrace::DEBUG_PRIORITY, __VA_ARGS__)
 
 #endif
