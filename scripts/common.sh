@@ -9,7 +9,8 @@ cd "$ROOT"
 # The packages of Debian 12 that each kind of work needs. This is the one place that lists them.
 PACKAGES_BASE=(g++ cmake ninja-build libboost-dev googletest pkg-config)
 PACKAGES_MACHINES=(g++-arm-linux-gnueabihf g++-aarch64-linux-gnu g++-s390x-linux-gnu qemu-user)
-PACKAGES_LINT=(clang clang-format clang-tidy)
+PACKAGES_I686=(g++-i686-linux-gnu libc6-i386 lib32stdc++6)
+PACKAGES_LINT=(clang clang-format clang-tidy cppcheck)
 PACKAGES_COVERAGE=(gcovr)
 PACKAGES_MUTATION=(git python3 python3-clang-14)
 PACKAGES_BENCH=(valgrind binutils python3)
@@ -55,10 +56,18 @@ preset_names() {
   cmake --list-presets 2>/dev/null | sed -n 's/^  "\([^"]*\)".*/\1/p'
 }
 
-# Configures, builds and tests each of the given presets, and stops at the first that fails. The last lines on the
-# screen are ctest's own summary.
+# Installs what the given presets need, then configures, builds and tests each, and stops at the first that fails. The last
+# lines on the screen are ctest's own summary.
 test_presets() {
-  local preset
+  local preset kinds=(base)
+  for preset in "$@"; do
+    case "$preset" in
+      release-clang) kinds+=(lint) ;;
+      armhf | arm64 | s390x | ubsan-*) kinds+=(machines) ;;
+      i686 | asan32) kinds+=(i686) ;;
+    esac
+  done
+  scripts/setup "${kinds[@]}"
   for preset in "$@"; do
     preset_names | grep -qxF "$preset" || fail "there is no preset '$preset'; there are: $(preset_names | xargs)"
   done
