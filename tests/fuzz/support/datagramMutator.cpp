@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "support/fuzzCard.h"
+#include "support/fuzzInput.h"
 
 // The fuzzer's own mutations.
 extern "C" std::size_t LLVMFuzzerMutate(std::uint8_t* data, std::size_t size, std::size_t maxSize);
@@ -178,37 +179,28 @@ std::size_t mutateDatagram(const MutatorInput& input, std::size_t prefix) {
 std::size_t mutateRecords(const MutatorInput& input, std::size_t prefix) {
   Dice dice(input.seed + 1);
   if (input.size < prefix || below(dice, 4) == 0) return LLVMFuzzerMutate(input.data, input.size, input.maxSize);
-  const std::string all(reinterpret_cast<const char*>(input.data), input.size);
-
-  struct Record {
-    char operation;
-    std::string datagram;
-  };
-  std::vector<Record> records;
-  for (std::size_t place = prefix; all.size() - place >= 3;) {
-    const std::size_t size = std::min(static_cast<std::size_t>(bigEndianAt(all, place + 1, 2)), all.size() - place - 3);
-    records.push_back({all[place], all.substr(place + 3, size)});
-    place += 3 + size;
-  }
+  const std::string start(reinterpret_cast<const char*>(input.data), prefix);
+  FuzzInput left(input.data + prefix, input.size - prefix);
+  std::vector<FuzzRecord> records = recordsOf(left);
   const std::size_t place = records.empty() ? 0 : below(dice, records.size());
   const auto at = records.begin() + static_cast<std::ptrdiff_t>(place);
   const std::size_t choice = below(dice, 12);
   if (records.empty() || choice == 0) {
-    records.insert(at, {anyByte(dice), mutated("", dice)});
+    records.insert(at, {static_cast<std::uint8_t>(below(dice, 256)), mutated("", dice)});
   } else if (choice == 1) {
     records.erase(at);
   } else if (choice == 2) {
-    records.insert(at, Record(records[place]));
+    records.insert(at, FuzzRecord(records[place]));
   } else if (choice == 3) {
     std::swap(records[place], records[below(dice, records.size())]);
   } else if (choice == 4) {
-    records[place].operation = anyByte(dice);
+    records[place].operation = static_cast<std::uint8_t>(below(dice, 256));
   } else {
     records[place].datagram = mutated(records[place].datagram, dice);
   }
 
-  std::string result = all.substr(0, prefix);
-  for (const Record& record : records)
-    result += record.operation + bigEndian(record.datagram.size(), 2) + record.datagram;
+  std::string result = start;
+  for (const FuzzRecord& record : records)
+    result += bigEndian(record.operation, 1) + bigEndian(record.datagram.size(), 2) + record.datagram;
   return store(input, result);
 }

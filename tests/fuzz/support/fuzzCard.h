@@ -5,6 +5,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <memory>
 #include <string>
@@ -66,7 +67,7 @@ struct HookFailure {};
 
 // What one datagram caused.
 struct Handled {
-  bool threw = false;  // the hook's exception reached the caller
+  bool threw = false;  // the exception of a hook or of the allocator reached the caller
   int returned = 0;
   int answers = 0;
   std::string answer;  // the last one
@@ -77,14 +78,19 @@ struct Handled {
 class FuzzCard : public TrelProtocolBase {
  public:
   explicit FuzzCard(const CardBehaviour& behaviour);
-  // Sends what waits to be reported, so that the next input starts with nothing pending.
   ~FuzzCard() override;
+  // Sends what waits to be reported, so that the next input starts with nothing pending.
+  void flush();
 
   // Hands a datagram to the engine in a heap block that ends where it ends. Asserts the number of answers: none to what is no
   // request and no header error, exactly one to a request, none when a hook threw before.
   Handled receive(std::string_view datagram, const char* sender);
   // Runs a client operation or an event scan, whose reply may be a datagram of any kind.
   Handled run(const std::function<int()>& operation);
+  // How many datagrams and operations are being handled, one inside the other.
+  std::size_t depth() const { return frames_.size(); }
+  // A property of the engine's own, which it deletes when what waits to be reported has been sent.
+  void report(std::unique_ptr<TrelProperty> property);
   // A read of the probe must be answered, literally.
   void mustAnswerTheNextRead();
 
@@ -105,8 +111,11 @@ class FuzzCard : public TrelProtocolBase {
   std::function<bool(std::string& reply)> onRequest;
 
   CardBehaviour behaviour;
-  std::vector<std::string> requests;  // sent so far
-  std::vector<std::string> events;    // autonomous messages sent so far
+  bool allocatorFails = false;  // the target makes it fail: std::bad_alloc may be thrown
+  // Sent so far. No vectors of strings: libFuzzer carries an instance of that template without exceptions, which the linker may
+  // take for ours too, and which loses its block when memory runs out.
+  std::deque<std::string> requests;
+  std::deque<std::string> events;  // autonomous messages
   using TrelProtocolBase::messageIdCounter;
   using TrelProtocolBase::replyBuffer;
 

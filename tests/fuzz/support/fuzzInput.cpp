@@ -1,6 +1,7 @@
 #include "support/fuzzInput.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "support/promise.h"
 
@@ -25,4 +26,15 @@ std::uint64_t FuzzInput::number(unsigned int width) {
     --left_;
   }
   return value;
+}
+
+std::vector<FuzzRecord> recordsOf(FuzzInput& input) {
+  std::vector<FuzzRecord> records;
+  while (!input.atEnd()) {
+    FuzzRecord record;
+    record.operation = input.u8();
+    record.datagram = input.bytes(input.u16());
+    records.push_back(std::move(record));
+  }
+  return records;
 }

@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <string>
+#include <vector>
 
 // Every input is good for every target: a number beyond the end is 0, a block is as long as what is left. Numbers are
 // big-endian, as on the wire. The bytes must live as long as this object, and are what PROMISE prints.
@@ -39,5 +40,15 @@ class FuzzInput {
   const std::uint8_t* next_;
   std::size_t left_;
 };
+
+// An operation with a datagram, as it lies in the inputs of targets that run several: operation (1 byte), length (2 bytes,
+// big-endian), that many bytes or as many as are left.
+struct FuzzRecord {
+  std::uint8_t operation;
+  std::string datagram;
+};
+
+// All that is left, as records.
+std::vector<FuzzRecord> recordsOf(FuzzInput& input);
 
 #endif
