@@ -16,13 +16,14 @@
 #include <system_error>
 #include <utility>
 
+#include "trelUdp/trelUdpGuard.h"
 #include "trelUdp/trelUdpTrace.h"
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// ----- a datagram's header, as far as a transport reads it -----
+// ----- a reply's header, as far as a transport reads it -----
 
 unsigned int byteAt(const char* bytes, unsigned int index) { return static_cast<unsigned char>(bytes[index]); }
 
@@ -30,31 +31,9 @@ unsigned short u16At(const char* bytes, unsigned int index) {
   return static_cast<unsigned short>(byteAt(bytes, index) << 8 | byteAt(bytes, index + 1));
 }
 
-unsigned int u32At(const char* bytes, unsigned int index) {
-  return static_cast<unsigned int>(u16At(bytes, index)) << 16 | u16At(bytes, index + 2);
-}
-
 unsigned char versionOf(const char* bytes) { return static_cast<unsigned char>(bytes[4]); }
-unsigned char actionOf(const char* bytes) { return static_cast<unsigned char>(bytes[5]); }
-unsigned short msgIdOf(const char* bytes) { return u16At(bytes, 6); }
-
-bool hasHeader(const TrelUdpDatagram& datagram) {
-  return datagram.length >= static_cast<unsigned int>(TREL_HEADER_LEN) && u32At(datagram.bytes, 0) == TREL_MAGIC_NBR;
-}
-
-// Of whatever protocol version: an error answer of another version is a response too, and to answer it would make two
-// ends answer each other's errors for ever.
-bool isResponse(const TrelUdpDatagram& datagram) {
-  if (!hasHeader(datagram)) return false;
-  const unsigned char action = actionOf(datagram.bytes);
-  return action == TREL_ACTION_READ_RESPONSE || action == TREL_ACTION_WRITE_RESPONSE;
-}
 
 // ----- addresses -----
-
-bool same(const TrelUdpAddress& one, const TrelUdpAddress& other) {
-  return one.ip == other.ip && one.port == other.port;
-}
 
 sockaddr_in socketAddress(const TrelUdpAddress& address) {
   sockaddr_in raw;
@@ -87,8 +66,14 @@ bool parseIp(const std::string& text, unsigned int& ip) {
   return true;
 }
 
-bool contains(const std::vector<unsigned int>& list, unsigned int ip) {
-  return std::find(list.begin(), list.end(), ip) != list.end();
+// Gives an address a role, besides those that it has in the list already.
+void allow(std::vector<TrelUdpGuard::Speaker>& speakers, unsigned int ip, TrelUdpRole role) {
+  for (TrelUdpGuard::Speaker& speaker : speakers) {
+    if (speaker.ip != ip) continue;
+    speaker.role = static_cast<TrelUdpRole>(speaker.role | role);
+    return;
+  }
+  speakers.push_back({ip, role});
 }
 
 constexpr unsigned int FIRST_MULTICAST_IP = 0xE0000000U;  // 224.0.0.0; nothing from here on is a single machine
@@ -200,6 +185,11 @@ bool cutIntoParts(const TRELMessage& ami, std::size_t length, std::size_t limit,
   return at == length;
 }
 
+unsigned long long nanosecondsNow() {
+  return static_cast<unsigned long long>(
+      std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch()).count());
+}
+
 // Milliseconds until then, rounded up so that a wait does not end early, and no more than poll() takes.
 int millisecondsUntil(Clock::time_point deadline) {
   const Clock::time_point now = Clock::now();
@@ -216,16 +206,30 @@ const char* trelUdpDropText(TrelUdpDrop reason) {
   switch (reason) {
     case TREL_UDP_DROP_CUT:
       return "longer than the receive buffer";
+    case TREL_UDP_DROP_SHORT:
+      return "shorter than a header";
     case TREL_UDP_DROP_FOREIGN_SENDER:
       return "sender is not allowed";
-    case TREL_UDP_DROP_FOREIGN_REPLY:
-      return "response of another than the one that was asked";
-    case TREL_UDP_DROP_STALE_REPLY:
-      return "response to another request than the one that waits";
+    case TREL_UDP_DROP_ROLE:
+      return "sender may not send this";
     case TREL_UDP_DROP_DUPLICATE_REPLY:
       return "the last reply once more";
     case TREL_UDP_DROP_UNAWAITED_REPLY:
       return "response that nobody waits for";
+    case TREL_UDP_DROP_STALE_REPLY:
+      return "response to another request than the one that waits";
+    case TREL_UDP_DROP_FOREIGN_REPLY:
+      return "response of another than the one that was asked";
+    case TREL_UDP_DROP_ACTION:
+      return "unknown action, more often than that is answered";
+    case TREL_UDP_DROP_VERSION:
+      return "other protocol version, more often than that is answered";
+    case TREL_UDP_DROP_MAGIC:
+      return "not of this protocol";
+    case TREL_UDP_DROP_PEER_RATE:
+      return "too many from its sender";
+    case TREL_UDP_DROP_TOTAL_RATE:
+      return "too many from all senders together";
     case TREL_UDP_DROP_KEPT_FULL:
       return "no room to keep it until the wait is over";
     case TREL_UDP_DROP_CLOSED:
@@ -266,7 +270,7 @@ class TrelUdpLink {
   // throws.
   class Operation;
 
-  explicit TrelUdpLink(TrelUdp& owner) : owner_(owner) {}
+  explicit TrelUdpLink(TrelUdp& owner) : owner_(owner) { tellGuard(); }
   ~TrelUdpLink() { close(); }
   TrelUdpLink(const TrelUdpLink&) = delete;
   TrelUdpLink& operator=(const TrelUdpLink&) = delete;
@@ -281,8 +285,12 @@ class TrelUdpLink {
   TrelUdpAddress peer() const { return peer_; }
   bool setEventReceiver(const std::string& address, unsigned short port);
   TrelUdpAddress eventReceiver() const { return eventReceiver_; }
-  bool setAllowedPeers(const std::vector<std::string>& addresses);
-  bool isAllowed(const TrelUdpAddress& sender) const;
+  bool setAllowedPeers(const std::vector<TrelUdpAllowedPeer>& allowed);
+  TrelUdpRole roleOf(const TrelUdpAddress& sender) const { return guard_.roleOf(sender.ip); }
+  std::vector<TrelUdpPeer> peers() const { return guard_.peers(); }
+  bool setPeerRate(const TrelUdpRate& rate);
+  bool setTotalRate(const TrelUdpRate& rate);
+  bool setHeaderErrorRate(const TrelUdpRate& rate);
   bool setAmiLimit(unsigned int bytes);
   unsigned int amiLimit() const { return amiLimit_; }
 
@@ -311,7 +319,9 @@ class TrelUdpLink {
   bool failSending(const std::string& what);
   bool readAddress(const std::string& what, const std::string& text, unsigned int& ip);
   bool readSpeaker(const std::string& what, const std::string& text, unsigned int& ip);
-  bool fitsContexts(const std::string& what, const std::vector<unsigned int>& list, unsigned int peerIp);
+  bool fitsContexts(const std::string& what, std::vector<TrelUdpGuard::Speaker> all, unsigned int peerIp);
+  bool letsThrough(const std::string& what, const TrelUdpRate& rate);
+  void tellGuard();
 
   bool answer(const TRELMessage& response);
   bool report(const TRELMessage& ami);
@@ -328,10 +338,8 @@ class TrelUdpLink {
 
   Received receiveOne(bool keep);
   Received receiveInto(std::vector<char>& buffer, TrelUdpDatagram& datagram, bool& cut);
-  void judgeResponse(TrelUdpDatagram& datagram);
-  Wait* waitFor(const TrelUdpDatagram& response) const;
-  void keepForLater(TrelUdpDatagram& datagram);
-  void drop(TrelUdpDatagram& datagram, TrelUdpDrop reason);
+  void obey(const TrelUdpVerdict& verdict, TrelUdpDatagram& datagram);
+  void drop(TrelUdpDrop reason, unsigned long long count, const TrelUdpAddress& lastSender);
   bool handleOldestKept();
   void handOver(const char* bytes, unsigned int length, const TrelUdpAddress& sender);
 
@@ -340,7 +348,9 @@ class TrelUdpLink {
   TrelUdpAddress address_;
   TrelUdpAddress peer_;
   TrelUdpAddress eventReceiver_;
-  std::vector<unsigned int> allowed_;
+  std::vector<TrelUdpGuard::Speaker> allowed_;  // as setAllowedPeers was told, without the peer
+  TrelUdpGuard guard_;
+  TrelUdpDropLog dropLog_;
   unsigned int amiLimit_ = TREL_UDP_AMI_LIMIT;
   unsigned int replyTimeout_ = 1000;
   unsigned int readRetries_ = 2;
@@ -364,10 +374,6 @@ class TrelUdpLink {
   } growth_;
 
   std::deque<KeptDatagram> kept_;
-  // The reply that was taken last, to know its duplicates.
-  TrelUdpAddress lastReplyFrom_;
-  unsigned short lastReplyId_ = 0;
-  unsigned char lastReplyAction_ = 0;
   // Buffers kept from call to call; taken out while a call uses them.
   std::vector<char> receiveBuffer_;
   std::vector<char> sendBuffer_;
@@ -446,19 +452,20 @@ class TrelUdpLink::Serving {
 };
 
 // A request on its way: what its reply looks like, and the reply. Several at once when calls nest.
-struct TrelUdpLink::Wait {
+struct TrelUdpLink::Wait : TrelUdpAwaited {
   Wait(TrelUdpLink& of, const TRELMessage& request)
       : link(of),
-        outer(of.wait_),
-        operation(of.operation_ != nullptr && !of.operation_->sending ? of.operation_ : nullptr),
-        peer(of.peer_),
-        msgId(request.msgId),
-        replyAction(request.action + 2) {
+        outerWait(of.wait_),
+        operation(of.operation_ != nullptr && !of.operation_->sending ? of.operation_ : nullptr) {
+    outer = outerWait;
+    peer = of.peer_;  // the one that is asked, whatever setPeer is told meanwhile
+    msgId = request.msgId;
+    replyAction = request.action + 2U;
     if (operation != nullptr) operation->sending = true;
     link.wait_ = this;
   }
   ~Wait() {
-    link.wait_ = outer;
+    link.wait_ = outerWait;
     (operation != nullptr ? operation->result : link.lastResult_) = std::move(result);
   }
   Wait(const Wait&) = delete;
@@ -498,13 +505,8 @@ struct TrelUdpLink::Wait {
   }
 
   TrelUdpLink& link;
-  Wait* outer;
+  Wait* outerWait;
   Operation* operation;  // whose request it is; null when the engine was called through its base
-  TrelUdpAddress peer;   // the one that is asked, whatever setPeer is told meanwhile
-  unsigned short msgId;
-  int replyAction;
-  bool sent = false;  // nothing that came before is its reply
-  bool answered = false;
   std::string reply;
   TrelUdpResult result;
 };
@@ -541,7 +543,7 @@ void TrelUdpLink::close() {
   ::close(fd_);
   fd_ = -1;
   address_ = TrelUdpAddress();
-  counters_.dropped[TREL_UDP_DROP_CLOSED] += kept_.size();
+  if (!kept_.empty()) drop(TREL_UDP_DROP_CLOSED, kept_.size(), kept_.back().sender);
   kept_.clear();
 }
 
@@ -565,16 +567,23 @@ bool TrelUdpLink::readSpeaker(const std::string& what, const std::string& text, 
   return true;
 }
 
-bool TrelUdpLink::fitsContexts(const std::string& what, const std::vector<unsigned int>& list, unsigned int peerIp) {
-  std::vector<unsigned int> all = list;
-  if (peerIp != 0 && !contains(all, peerIp)) all.push_back(peerIp);
+bool TrelUdpLink::fitsContexts(const std::string& what, std::vector<TrelUdpGuard::Speaker> all, unsigned int peerIp) {
+  if (peerIp != 0) allow(all, peerIp, TREL_UDP_ROLE_CARD);
   if (all.size() <= TREL_UDP_MAX_PEERS) return true;
   std::string addresses;
-  for (const unsigned int ip : all) {
-    addresses += (addresses.empty() ? "" : ", ") + ipText(ip);
+  for (const TrelUdpGuard::Speaker& speaker : all) {
+    addresses += (addresses.empty() ? "" : ", ") + ipText(speaker.ip);
   }
   return fail(what + ": " + std::to_string(all.size()) + " different addresses (" + addresses +
               ") would be allowed to speak, and the engine follows " + std::to_string(TREL_UDP_MAX_PEERS));
+}
+
+// Who may speak now, and as what.
+void TrelUdpLink::tellGuard() {
+  std::vector<TrelUdpGuard::Speaker> speakers = allowed_;
+  if (peer_.port != 0) allow(speakers, peer_.ip, TREL_UDP_ROLE_CARD);
+  if (speakers.empty()) allow(speakers, INADDR_LOOPBACK, TREL_UDP_ROLE_BOTH);
+  guard_.setSpeakers(speakers);
 }
 
 bool TrelUdpLink::setPeer(const std::string& address, unsigned short port) {
@@ -584,6 +593,7 @@ bool TrelUdpLink::setPeer(const std::string& address, unsigned short port) {
   wanted.port = port;
   if (!fitsContexts("peer " + wanted.str(), allowed_, wanted.ip)) return false;
   peer_ = wanted;
+  tellGuard();
   return true;
 }
 
@@ -596,21 +606,43 @@ bool TrelUdpLink::setEventReceiver(const std::string& address, unsigned short po
   return true;
 }
 
-bool TrelUdpLink::setAllowedPeers(const std::vector<std::string>& addresses) {
-  std::vector<unsigned int> wanted;
-  for (const std::string& address : addresses) {
+bool TrelUdpLink::setAllowedPeers(const std::vector<TrelUdpAllowedPeer>& allowed) {
+  std::vector<TrelUdpGuard::Speaker> wanted;
+  for (const TrelUdpAllowedPeer& peer : allowed) {
     unsigned int ip = 0;
-    if (!readSpeaker("allowed peer", address, ip)) return false;
-    if (!contains(wanted, ip)) wanted.push_back(ip);
+    if (!readSpeaker("allowed peer", peer.address, ip)) return false;
+    if (peer.role == TREL_UDP_ROLE_NONE || peer.role > TREL_UDP_ROLE_BOTH) {
+      return fail("allowed peer " + peer.address + ": " + std::to_string(peer.role) + " is no role");
+    }
+    allow(wanted, ip, peer.role);
   }
   if (!fitsContexts("allowed peers", wanted, peer_.ip)) return false;
   allowed_.swap(wanted);
+  tellGuard();
   return true;
 }
 
-bool TrelUdpLink::isAllowed(const TrelUdpAddress& sender) const {
-  if (allowed_.empty() && peer_.port == 0) return sender.ip == INADDR_LOOPBACK;
-  return (peer_.port != 0 && sender.ip == peer_.ip) || contains(allowed_, sender.ip);
+bool TrelUdpLink::setPeerRate(const TrelUdpRate& rate) {
+  if (!letsThrough("rate of a peer", rate)) return false;
+  guard_.setPeerRate(rate);
+  return true;
+}
+
+bool TrelUdpLink::setTotalRate(const TrelUdpRate& rate) {
+  if (!letsThrough("rate of all", rate)) return false;
+  guard_.setTotalRate(rate);
+  return true;
+}
+
+bool TrelUdpLink::setHeaderErrorRate(const TrelUdpRate& rate) {
+  if (!letsThrough("rate of header errors", rate)) return false;
+  guard_.setHeaderErrorRate(rate);
+  return true;
+}
+
+bool TrelUdpLink::letsThrough(const std::string& what, const TrelUdpRate& rate) {
+  if (rate.perSecond == 0 || rate.burst > 0) return true;
+  return fail(what + ": " + std::to_string(rate.perSecond) + " a second with a burst of 0 lets nothing through");
 }
 
 bool TrelUdpLink::setAmiLimit(unsigned int bytes) {
@@ -899,17 +931,16 @@ TrelUdpLink::Received TrelUdpLink::receiveOne(bool keep) {
   if (received != Received::DATAGRAM) return received;
 
   ++counters_.received;
-  if (cut) {
-    drop(datagram, TREL_UDP_DROP_CUT);
-  } else if (isResponse(datagram)) {
-    judgeResponse(datagram);
-  } else if (!isAllowed(datagram.address)) {
-    drop(datagram, TREL_UDP_DROP_FOREIGN_SENDER);
-  } else if (keep) {
-    keepForLater(datagram);
-  } else {
-    ++counters_.handedOver;
-  }
+  TrelUdpArrival arrival;
+  arrival.sender = datagram.address;
+  arrival.bytes = datagram.bytes;
+  arrival.length = datagram.length;
+  arrival.cut = cut;
+  arrival.awaited = wait_;
+  arrival.keep = keep;
+  arrival.kept = kept();
+  arrival.now = nanosecondsNow();
+  obey(guard_.judge(arrival), datagram);
   // Everything is in order again before the hook is called: it may throw, or call us.
   owner_.datagramPassed(datagram);
   if (datagram.fate == TREL_UDP_HANDED_OVER) handOver(datagram.bytes, datagram.length, datagram.address);
@@ -951,66 +982,45 @@ TrelUdpLink::Received TrelUdpLink::receiveInto(std::vector<char>& buffer, TrelUd
   return Received::DATAGRAM;
 }
 
-// A response is never handed to the engine from here: it is the reply that a wait is for, or it is nothing.
-void TrelUdpLink::judgeResponse(TrelUdpDatagram& datagram) {
-  if (Wait* wait = waitFor(datagram)) {
+// All of a verdict but what may call the engine or a hook.
+void TrelUdpLink::obey(const TrelUdpVerdict& verdict, TrelUdpDatagram& datagram) {
+  datagram.fate = verdict.fate;
+  datagram.drop = verdict.drop;
+  if (verdict.fate == TREL_UDP_REPLY) {
+    Wait* const wait = static_cast<Wait*>(verdict.reply);
     wait->reply.assign(datagram.bytes, datagram.length);
     wait->answered = true;
-    lastReplyFrom_ = datagram.address;
-    lastReplyId_ = msgIdOf(datagram.bytes);
-    lastReplyAction_ = actionOf(datagram.bytes);
     ++counters_.replies;
-    datagram.fate = TREL_UDP_REPLY;
-  } else if (!isAllowed(datagram.address)) {
-    drop(datagram, TREL_UDP_DROP_FOREIGN_SENDER);
-  } else if (same(datagram.address, lastReplyFrom_) && msgIdOf(datagram.bytes) == lastReplyId_ &&
-             actionOf(datagram.bytes) == lastReplyAction_) {
-    drop(datagram, TREL_UDP_DROP_DUPLICATE_REPLY);
-  } else if (wait_ == nullptr || !wait_->sent) {
-    drop(datagram, TREL_UDP_DROP_UNAWAITED_REPLY);
-  } else if (same(datagram.address, wait_->peer)) {
-    drop(datagram, TREL_UDP_DROP_STALE_REPLY);
+  } else if (verdict.fate == TREL_UDP_KEPT) {
+    kept_.push_back({datagram.address, std::string(datagram.bytes, datagram.length)});
+  } else if (verdict.fate == TREL_UDP_HANDED_OVER) {
+    ++counters_.handedOver;
   } else {
-    drop(datagram, TREL_UDP_DROP_FOREIGN_REPLY);
+    drop(verdict.drop, 1, datagram.address);
   }
 }
 
-// The innermost wait that this is the reply of, or null. An outer one gets its reply too while an inner one goes on.
-TrelUdpLink::Wait* TrelUdpLink::waitFor(const TrelUdpDatagram& response) const {
-  for (Wait* wait = wait_; wait != nullptr; wait = wait->outer) {
-    if (wait->sent && !wait->answered && same(response.address, wait->peer) && msgIdOf(response.bytes) == wait->msgId &&
-        actionOf(response.bytes) == wait->replyAction) {
-      return wait;
-    }
-  }
-  return nullptr;
+void TrelUdpLink::drop(TrelUdpDrop reason, unsigned long long count, const TrelUdpAddress& lastSender) {
+  counters_.dropped[reason] += count;
+  dropLog_.add(reason, count);
+  if (!trelUdpTrace::isAbove(trelUdpTrace::WARNING_THRESHOLD)) return;
+  const unsigned long long told = dropLog_.tell(reason, nanosecondsNow());
+  if (told == 0) return;
+  TREL_UDP_WARNING("[WARNING] %s:%d (%s) - dropped %llu since the last such line, the last from %s: %s", TREL_UDP_HERE,
+                   told, lastSender.str().c_str(), trelUdpDropText(reason));
 }
 
-void TrelUdpLink::keepForLater(TrelUdpDatagram& datagram) {
-  if (kept_.size() >= TREL_UDP_MAX_KEPT) {
-    drop(datagram, TREL_UDP_DROP_KEPT_FULL);
-    return;
-  }
-  kept_.push_back({datagram.address, std::string(datagram.bytes, datagram.length)});
-  datagram.fate = TREL_UDP_KEPT;
-}
-
-void TrelUdpLink::drop(TrelUdpDatagram& datagram, TrelUdpDrop reason) {
-  ++counters_.dropped[reason];
-  datagram.fate = TREL_UDP_DROPPED;
-  datagram.drop = reason;
-}
-
-// False: none was kept. The sender is asked for again, because it may have been taken off the list meanwhile.
+// False: none was kept.
 bool TrelUdpLink::handleOldestKept() {
   if (kept_.empty()) return false;
   const KeptDatagram datagram = std::move(kept_.front());
   kept_.pop_front();
-  if (isAllowed(datagram.sender)) {
+  const TrelUdpVerdict verdict = guard_.judgeKept(datagram.sender, datagram.bytes.data());
+  if (verdict.fate == TREL_UDP_HANDED_OVER) {
     ++counters_.handedOver;
     handOver(datagram.bytes.data(), static_cast<unsigned int>(datagram.bytes.size()), datagram.sender);
   } else {
-    ++counters_.dropped[TREL_UDP_DROP_FOREIGN_SENDER];
+    drop(verdict.drop, 1, datagram.sender);
   }
   return true;
 }
@@ -1041,8 +1051,15 @@ bool TrelUdp::setEventReceiver(const std::string& address, unsigned short port) 
   return link_->setEventReceiver(address, port);
 }
 TrelUdpAddress TrelUdp::eventReceiver() const { return link_->eventReceiver(); }
-bool TrelUdp::setAllowedPeers(const std::vector<std::string>& addresses) { return link_->setAllowedPeers(addresses); }
-bool TrelUdp::isAllowed(const TrelUdpAddress& sender) const { return link_->isAllowed(sender); }
+bool TrelUdp::setAllowedPeers(const std::vector<TrelUdpAllowedPeer>& allowed) {
+  return link_->setAllowedPeers(allowed);
+}
+TrelUdpRole TrelUdp::roleOf(const TrelUdpAddress& sender) const { return link_->roleOf(sender); }
+bool TrelUdp::isAllowed(const TrelUdpAddress& sender) const { return roleOf(sender) != TREL_UDP_ROLE_NONE; }
+std::vector<TrelUdpPeer> TrelUdp::peers() const { return link_->peers(); }
+bool TrelUdp::setPeerRate(const TrelUdpRate& rate) { return link_->setPeerRate(rate); }
+bool TrelUdp::setTotalRate(const TrelUdpRate& rate) { return link_->setTotalRate(rate); }
+bool TrelUdp::setHeaderErrorRate(const TrelUdpRate& rate) { return link_->setHeaderErrorRate(rate); }
 bool TrelUdp::setAmiLimit(unsigned int bytes) { return link_->setAmiLimit(bytes); }
 unsigned int TrelUdp::amiLimit() const { return link_->amiLimit(); }
 

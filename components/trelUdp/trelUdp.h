@@ -38,21 +38,33 @@
 //   looks the same. The remedy is the application's: flush (checkForEvent(nullptr, nullptr, false, true)) before 51 changes
 //   have come together.
 //
-// Nothing is authenticated: whoever can send from an allowed address is believed. Only datagrams from allowed addresses
-// are handed to the engine (setAllowedPeers; loopback alone unless told otherwise), and of responses only the one
-// awaited, because the engine would store the values of any.
+// What reaches the engine
+//   Nothing is authenticated: whoever can send from an allowed address is believed. What a datagram must be, in this order; the
+//   first that it is not is the reason of its drop (TrelUdpDrop):
+//     size           whole, and of 8 bytes at least
+//     peer           from an address that may speak
+//     role           of a kind that its sender may send: a manager asks (actions 1 and 2), a card reports (action 5). Unless told
+//                    otherwise the peer is a card, the other allowed addresses are managers, and where nobody is named 127.0.0.1
+//                    is both (setAllowedPeers). A response (3 and 4) only when it is the one awaited, from whom it is awaited
+//     action         1 to 5. The engine answers others with an error, so they pass as often as header errors may
+//     version        ours; likewise. Two ends of different versions so cannot answer each other without end
+//     magic number   ours
+//     rate           what its sender may send, and all together (setPeerRate, setTotalRate, setHeaderErrorRate). An awaited reply
+//                    counts for no rate
+//   Each drop is counted, by reason and by sender (counters, peers), and told in the log.
 //
-// No thread, no signal. Log lines come from the engine, and from the transport about large autonomous messages alone:
-// behind the same trace levels, ERROR for what was not sent of one, WARNING for a list that grows, DEBUG1 for each one
-// that is split. What else fails is told by errorText, and by lastResult. The socket is non-blocking and closed on
-// exec; only client operations and waitForDatagram wait, both with a deadline on the monotonic clock. All calls come
-// from the thread that drives the engine. An exception of a hook passes through to the caller; the next call works as
-// if it had not happened.
+// No thread, no signal. Log lines come from the engine, and from the transport behind the same trace levels: WARNING for what
+// was dropped, a line for each reason once a second at most, with their number and the last sender; about large autonomous
+// messages ERROR for what was not sent of one, WARNING for a list that grows, DEBUG1 for each one that is split. What else
+// fails is told by errorText, and by lastResult. The socket is non-blocking and closed on exec; only client operations and
+// waitForDatagram wait, both with a deadline on the monotonic clock. All calls come from the thread that drives the engine. An
+// exception of a hook passes through to the caller; the next call works as if it had not happened.
 #ifndef TREL_TRELUDP_H
 #define TREL_TRELUDP_H
 
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "trel/trelProtocolBase.h"
@@ -80,6 +92,17 @@ inline constexpr unsigned int TREL_UDP_AMI_LIMIT = 1200;
 inline constexpr unsigned int TREL_UDP_MIN_AMI_LIMIT =
     static_cast<unsigned int>(TREL_AMI_HEADER_LEN + TREL_TLV_HEAD_LEN) + 8;
 
+// How many datagrams may reach the engine: `burst` at once, and `perSecond` a second from then on. perSecond 0: any number.
+struct TrelUdpRate {
+  unsigned int perSecond;
+  unsigned int burst;
+};
+// Unless told otherwise. One who asks, waits for the answer and asks again stays below over any network; a program that
+// does so over loopback may not, and is given a rate of its own. A flood beyond them costs its receiving alone.
+inline constexpr TrelUdpRate TREL_UDP_PEER_RATE = {2000, 1000};
+inline constexpr TrelUdpRate TREL_UDP_TOTAL_RATE = {4000, 2000};
+inline constexpr TrelUdpRate TREL_UDP_HEADER_ERROR_RATE = {1, 4};
+
 // An IPv4 address and a UDP port, both in host order.
 struct TREL_UDP_API TrelUdpAddress {
   unsigned int ip = 0;      // 127.0.0.1 is 0x7F000001
@@ -89,18 +112,52 @@ struct TREL_UDP_API TrelUdpAddress {
   std::string str() const;
 };
 
-// Why a received datagram did not reach the engine.
+// What an address may send. Responses are no role's: whoever is asked may answer.
+enum TrelUdpRole : unsigned int {
+  TREL_UDP_ROLE_NONE = 0,
+  TREL_UDP_ROLE_MANAGER = 1,  // requests
+  TREL_UDP_ROLE_CARD = 2,     // autonomous messages
+  TREL_UDP_ROLE_BOTH = 3
+};
+
+// For TrelUdp::setAllowedPeers: {"10.0.0.1", {"10.0.0.2", TREL_UDP_ROLE_BOTH}}.
+struct TrelUdpAllowedPeer {
+  // Implicit, so that a list of addresses is a list of managers.
+  TrelUdpAllowedPeer(const char* dotted, TrelUdpRole may = TREL_UDP_ROLE_MANAGER) : address(dotted), role(may) {}
+  TrelUdpAllowedPeer(std::string dotted, TrelUdpRole may = TREL_UDP_ROLE_MANAGER)
+      : address(std::move(dotted)), role(may) {}
+
+  std::string address;
+  TrelUdpRole role;
+};
+
+// One that may speak, and what came from there since it may.
+struct TrelUdpPeer {
+  unsigned int ip;  // host order
+  TrelUdpRole role;
+  unsigned long long received;  // datagrams, whatever became of them
+  unsigned long long dropped;   // those of them that were refused, when they came or after they were kept
+};
+
+// Why a received datagram did not reach the engine. Of several reasons the first in this order.
 enum TrelUdpDrop : unsigned int {
-  TREL_UDP_DROP_CUT = 0,              // longer than the receive buffer
-  TREL_UDP_DROP_FOREIGN_SENDER = 1,   // from an address that is not allowed
-  TREL_UDP_DROP_FOREIGN_REPLY = 2,    // a response, while one is awaited from another address or port
-  TREL_UDP_DROP_STALE_REPLY = 3,      // a response of the peer, while one with another message id or action is awaited
+  TREL_UDP_DROP_CUT = 0,             // longer than the receive buffer
+  TREL_UDP_DROP_SHORT = 1,           // shorter than the 8 bytes of a header
+  TREL_UDP_DROP_FOREIGN_SENDER = 2,  // from an address that is not allowed
+  TREL_UDP_DROP_ROLE = 3,  // a request from one that is no manager, an autonomous message from one that is no card
   TREL_UDP_DROP_DUPLICATE_REPLY = 4,  // the reply that was taken last, once more
   TREL_UDP_DROP_UNAWAITED_REPLY = 5,  // a response that nobody waits for
-  TREL_UDP_DROP_KEPT_FULL = 6,        // came while a reply was awaited, and TREL_UDP_MAX_KEPT were kept already
-  TREL_UDP_DROP_CLOSED = 7            // was kept when the socket was closed
+  TREL_UDP_DROP_STALE_REPLY = 6,      // a response of the peer, while one with another message id or action is awaited
+  TREL_UDP_DROP_FOREIGN_REPLY = 7,    // a response, while one is awaited from another address or port
+  TREL_UDP_DROP_ACTION = 8,           // not an action of the protocol, and over the rate of header errors
+  TREL_UDP_DROP_VERSION = 9,          // of another protocol version, and over the rate of header errors
+  TREL_UDP_DROP_MAGIC = 10,           // not of the protocol
+  TREL_UDP_DROP_PEER_RATE = 11,       // over the rate of its sender
+  TREL_UDP_DROP_TOTAL_RATE = 12,      // over the rate of all
+  TREL_UDP_DROP_KEPT_FULL = 13,       // came while a reply was awaited, and TREL_UDP_MAX_KEPT were kept already
+  TREL_UDP_DROP_CLOSED = 14           // was kept when the socket was closed
 };
-inline constexpr unsigned int TREL_UDP_DROP_REASONS = 8;
+inline constexpr unsigned int TREL_UDP_DROP_REASONS = 15;
 
 // The reason in words, "response that nobody waits for"; "unknown" for a value that is none of them.
 TREL_UDP_API const char* trelUdpDropText(TrelUdpDrop reason);
@@ -218,8 +275,8 @@ class TREL_UDP_API TrelUdp : public TrelProtocolBase {
   // is no single machine's (0.0.0.0, 224.0.0.0 and up), or more than TREL_UDP_MAX_PEERS different addresses allowed in
   // all.
 
-  // Whom requests go to. May be changed between calls; a reply that is awaited is still awaited from the peer that was
-  // asked.
+  // Whom requests go to; it may then report, and may not ask (setAllowedPeers). May be changed between calls; a reply that
+  // is awaited is still awaited from the peer that was asked.
   bool setPeer(const std::string& address, unsigned short port);
   // Port 0 when there is none.
   TrelUdpAddress peer() const;
@@ -232,12 +289,32 @@ class TREL_UDP_API TrelUdp : public TrelProtocolBase {
   // TREL_UDP_MAX_DATAGRAM_LEN.
   bool setAmiLimit(unsigned int bytes);
   unsigned int amiLimit() const;
-  // Who may speak to the engine, from any port: these addresses and the peer's. When that is nobody, 127.0.0.1 alone.
-  // Replaces the list. The engine follows the requests of five senders for the life of the process, and an address that
-  // has used a context keeps it after it was taken off this list.
-  bool setAllowedPeers(const std::vector<std::string>& addresses);
-  // Whether a datagram from there would be handed over.
+  // Who may speak to the engine, from any port: these addresses, each with its role, and the peer's as a card. An address
+  // that is several of these has all their roles. When nobody is named, 127.0.0.1 alone may speak, as both.
+  //   setAllowedPeers({"10.0.0.1"})                         one manager, and the peer as a card
+  //   setAllowedPeers({{"10.0.0.2", TREL_UDP_ROLE_CARD}})   a further card that may report
+  // Replaces the list. False also for a role that is none. The engine follows the requests of five senders for the life
+  // of the process, and an address that has used a context keeps it after it was taken off this list.
+  bool setAllowedPeers(const std::vector<TrelUdpAllowedPeer>& allowed);
+  // What a datagram from there may be; TREL_UDP_ROLE_NONE when it would be dropped whatever it is.
+  TrelUdpRole roleOf(const TrelUdpAddress& sender) const;
+  // The same without the role.
   bool isAllowed(const TrelUdpAddress& sender) const;
+  // Everyone who may speak, with the counts since; the peer stands last unless it is in the list. One who is taken off
+  // and named again begins anew.
+  std::vector<TrelUdpPeer> peers() const;
+
+  // ----- rates -----
+  // Of what may reach the engine. Each takes effect at once, with a full burst. False, with errorText and without a
+  // change: a rate with a burst of 0, which would let nothing through.
+
+  // For each address that may speak.
+  bool setPeerRate(const TrelUdpRate& rate);
+  // For all of them together.
+  bool setTotalRate(const TrelUdpRate& rate);
+  // For all of them together, what the engine answers with a header error: unknown actions and other versions. None at
+  // all are answered by TrelUdp(false).
+  bool setHeaderErrorRate(const TrelUdpRate& rate);
 
   // ----- requests -----
 

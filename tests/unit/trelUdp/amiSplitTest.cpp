@@ -250,7 +250,7 @@ TEST(UdpAmiSplitReceiving, PartsFromAnAddressThatIsNotAllowedAreDropped) {
   EXPECT_EQ(manager.amis, 0U);
   EXPECT_EQ(manager.temperature(), 42U);
 
-  ASSERT_TRUE(manager.setAllowedPeers({"127.0.0.2"}));
+  ASSERT_TRUE(manager.setAllowedPeers({{"127.0.0.2", TREL_UDP_ROLE_CARD}}));
   EXPECT_NE(card.sendMsg(ami), 0);
   EXPECT_EQ(manager.handleDatagrams(), 2);
   EXPECT_EQ(manager.amis, 2U);

@@ -17,7 +17,10 @@ struct Thrown : std::runtime_error {
 
 class UdpHooks : public testing::Test {
  protected:
-  UdpHooks() { EXPECT_TRUE(station.setPeer("127.0.0.1", peer.port())); }
+  UdpHooks() {
+    EXPECT_TRUE(station.setPeer("127.0.0.1", peer.port()));
+    EXPECT_TRUE(station.setAllowedPeers({"127.0.0.1"}));  // it asks, too
+  }
 
   void peerAnswers(std::string_view bytes) {
     station.onRequestSent = [this, bytes = std::string(bytes)] { peer.send(bytes, station.port()); };

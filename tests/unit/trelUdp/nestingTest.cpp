@@ -12,7 +12,10 @@ namespace {
 
 class UdpNesting : public testing::Test {
  protected:
-  UdpNesting() { EXPECT_TRUE(station.setPeer("127.0.0.1", peer.port())); }
+  UdpNesting() {
+    EXPECT_TRUE(station.setPeer("127.0.0.1", peer.port()));
+    EXPECT_TRUE(station.setAllowedPeers({"127.0.0.1"}));  // it asks, too
+  }
 
   Station station;
   PlainSocket peer;

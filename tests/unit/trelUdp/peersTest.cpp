@@ -33,6 +33,15 @@ std::string askedFrom(const char* address, TrelUdp& udp) {
   return peer.receive();
 }
 
+// Reports from that address; tells how many reports reached the application.
+unsigned int reportsFrom(const char* address, Station& station) {
+  const unsigned int before = station.amis;
+  PlainSocket peer(address);
+  peer.send("4F544E31 01 05 0001 00000064 000003E8 | 10800001 01 0004 00000063"_hex, station.port());
+  EXPECT_EQ(station.handleDatagrams(), 1);
+  return station.amis - before;
+}
+
 }  // namespace
 
 TEST(UdpPeers, WithAnEmptyListOnlyLoopbackMaySpeak) {
@@ -62,15 +71,14 @@ TEST(UdpPeers, WhatIsFromAnotherAddressIsDroppedBeforeTheEngineSeesIt) {
   stranger.send("4F544E31 01 02 0002 | 10800001 01 0004 00000063"_hex, station.port());  // write
   stranger.send("4F544E31 01 05 0003 00000000 00000000 | 10800001 01 0004 00000063"_hex, station.port());
   stranger.send("4F544E31 01 03 0004 00 0000 | 10800001 01 0004 00000063"_hex, station.port());
-  stranger.send("00"_hex, station.port());
-  stranger.send(""_hex, station.port());
-  EXPECT_EQ(station.handleDatagrams(), 6);
-  EXPECT_EQ(station.dropped(TREL_UDP_DROP_FOREIGN_SENDER), 6U);
-  EXPECT_EQ(station.counters().droppedInAll(), 6U);
+  stranger.send("00000000 00 00 0000"_hex, station.port());
+  EXPECT_EQ(station.handleDatagrams(), 5);
+  EXPECT_EQ(station.dropped(TREL_UDP_DROP_FOREIGN_SENDER), 5U);
+  EXPECT_EQ(station.counters().droppedInAll(), 5U);
   EXPECT_EQ(station.counters().handedOver, 0U);
   EXPECT_EQ(station.temperature(), 42U);
   EXPECT_EQ(stranger.receive(), "nothing");
-  EXPECT_EQ(log.lines().size(), 0U) << "the engine writes a line about everything that it sees";
+  EXPECT_EQ(log.lines().size(), 1U) << "the transport's own; the engine writes a line about everything that it sees";
 }
 
 TEST(UdpPeers, AllowedAddressesMaySpeakFromAnyPort) {
@@ -96,11 +104,11 @@ TEST(UdpPeers, TheConfiguredPeerIsOneOfThoseAllowed) {
   Station station(false);
   ASSERT_TRUE(station.open("0.0.0.0"));
   ASSERT_TRUE(station.setPeer("127.0.0.2", 4000));
-  EXPECT_EQ(askedFrom("127.0.0.2", station), ANSWERED) << "from another port than 4000";
-  EXPECT_EQ(askedFrom("127.0.0.1", station), "nothing") << "the list is not empty: the peer is in it";
+  EXPECT_EQ(reportsFrom("127.0.0.2", station), 1U) << "from another port than 4000";
+  EXPECT_EQ(reportsFrom("127.0.0.1", station), 0U) << "the list is not empty: the peer is in it";
   ASSERT_TRUE(station.setPeer("127.0.0.3", 4000));
-  EXPECT_EQ(askedFrom("127.0.0.2", station), "nothing") << "it is the peer no more";
-  EXPECT_EQ(askedFrom("127.0.0.3", station), ANSWERED);
+  EXPECT_EQ(reportsFrom("127.0.0.2", station), 0U) << "it is the peer no more";
+  EXPECT_EQ(reportsFrom("127.0.0.3", station), 1U);
 }
 
 TEST(UdpPeers, TheEventReceiverIsNotAllowedToSpeakByBeingIt) {

@@ -193,15 +193,26 @@ TEST_F(UdpResult, EveryClientOperationLeavesIts) {
 }
 
 TEST(UdpTexts, EveryReasonToDropHasItsWords) {
-  EXPECT_STREQ(trelUdpDropText(TREL_UDP_DROP_CUT), "longer than the receive buffer");
-  EXPECT_STREQ(trelUdpDropText(TREL_UDP_DROP_FOREIGN_SENDER), "sender is not allowed");
-  EXPECT_STREQ(trelUdpDropText(TREL_UDP_DROP_FOREIGN_REPLY), "response of another than the one that was asked");
-  EXPECT_STREQ(trelUdpDropText(TREL_UDP_DROP_STALE_REPLY), "response to another request than the one that waits");
-  EXPECT_STREQ(trelUdpDropText(TREL_UDP_DROP_DUPLICATE_REPLY), "the last reply once more");
-  EXPECT_STREQ(trelUdpDropText(TREL_UDP_DROP_UNAWAITED_REPLY), "response that nobody waits for");
-  EXPECT_STREQ(trelUdpDropText(TREL_UDP_DROP_KEPT_FULL), "no room to keep it until the wait is over");
-  EXPECT_STREQ(trelUdpDropText(TREL_UDP_DROP_CLOSED), "was kept when the socket was closed");
-  EXPECT_STREQ(trelUdpDropText(static_cast<TrelUdpDrop>(8)), "unknown");
+  const char* const words[] = {"longer than the receive buffer",
+                               "shorter than a header",
+                               "sender is not allowed",
+                               "sender may not send this",
+                               "the last reply once more",
+                               "response that nobody waits for",
+                               "response to another request than the one that waits",
+                               "response of another than the one that was asked",
+                               "unknown action, more often than that is answered",
+                               "other protocol version, more often than that is answered",
+                               "not of this protocol",
+                               "too many from its sender",
+                               "too many from all senders together",
+                               "no room to keep it until the wait is over",
+                               "was kept when the socket was closed",
+                               "unknown"};
+  static_assert(sizeof words / sizeof words[0] == TREL_UDP_DROP_REASONS + 1);
+  for (unsigned int reason = 0; reason <= TREL_UDP_DROP_REASONS; ++reason) {
+    EXPECT_STREQ(trelUdpDropText(static_cast<TrelUdpDrop>(reason)), words[reason]);
+  }
 }
 
 TEST(UdpTexts, AnAddressIsDottedTextAndAPort) {

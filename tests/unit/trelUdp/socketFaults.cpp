@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <time.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -15,6 +16,8 @@ struct Failures {
 };
 Failures failures[5];
 bool cutNext = false;
+bool clockStands = false;
+timespec standing = {1000, 0};
 
 bool fails(FaultyCall call) {
   Failures& ordered = failures[static_cast<int>(call)];
@@ -39,6 +42,14 @@ void failCalls(FaultyCall call, int error, unsigned int times) { failures[static
 unsigned int failuresLeft(FaultyCall call) { return failures[static_cast<int>(call)].left; }
 
 void cutNextDatagram() { cutNext = true; }
+
+StoppedClock::StoppedClock() { clockStands = true; }
+StoppedClock::~StoppedClock() { clockStands = false; }
+void StoppedClock::advance(unsigned long long nanoseconds) {
+  const unsigned long long sum = static_cast<unsigned long long>(standing.tv_nsec) + nanoseconds;
+  standing.tv_sec += static_cast<time_t>(sum / 1000000000);
+  standing.tv_nsec = static_cast<long>(sum % 1000000000);
+}
 
 // Defined in the program, they are found before the C library's, by shared libraries too.
 extern "C" {
@@ -68,6 +79,12 @@ extern "C" {
     message->msg_flags |= MSG_TRUNC;
   }
   return length;
+}
+
+[[gnu::visibility("default")]] int clock_gettime(clockid_t clock, timespec* time) noexcept {
+  if (!clockStands || clock != CLOCK_MONOTONIC) return next<int(clockid_t, timespec*)>("clock_gettime")(clock, time);
+  *time = standing;
+  return 0;
 }
 
 [[gnu::visibility("default")]] int poll(pollfd* waiting, nfds_t count, int milliseconds) {

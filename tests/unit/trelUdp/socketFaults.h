@@ -1,4 +1,5 @@
-// Failures of the system's calls, on demand: socket, bind, sendto, recvmsg and poll as the transport calls them.
+// What the system does, on demand: failures of socket, bind, sendto, recvmsg and poll as the transport calls them, and a clock
+// that stands still.
 
 #ifndef TESTS_UNIT_TRELUDP_SOCKETFAULTS_H
 #define TESTS_UNIT_TRELUDP_SOCKETFAULTS_H
@@ -11,5 +12,16 @@ void failCalls(FaultyCall call, int error, unsigned int times = 1);
 unsigned int failuresLeft(FaultyCall call);
 // The next datagram that recvmsg delivers is said to have been longer than the buffer.
 void cutNextDatagram();
+
+// While it lives, the monotonic clock of the whole program stands still but for what it is told. One at a time. Nothing that
+// waits for a reply that does not come may be called meanwhile: its time would never be over.
+class StoppedClock {
+ public:
+  StoppedClock();
+  ~StoppedClock();
+  StoppedClock(const StoppedClock&) = delete;
+  StoppedClock& operator=(const StoppedClock&) = delete;
+  void advance(unsigned long long nanoseconds);
+};
 
 #endif

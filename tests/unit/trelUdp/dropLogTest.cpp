@@ -1,0 +1,99 @@
+// What the log tells about drops: a line for each reason, once a second at most.
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "plainSocket.h"
+#include "socketFaults.h"
+#include "station.h"
+#include "support/logCapture.h"
+
+namespace {
+
+constexpr unsigned long long SECOND = 1000000000;
+
+std::string lineOf(const std::string& count, const std::string& last, const std::string& reason) {
+  return "4 [WARNING] trelUdp (drop) - dropped " + count +
+         " since the last such line, the last from 127.0.0.1:" + last + ": " + reason;
+}
+
+class UdpDropLines : public testing::Test {
+ protected:
+  void drops(unsigned int count, std::string_view bytes) {
+    for (unsigned int i = 0; i < count; ++i) {
+      peer.send(bytes, station.port());
+    }
+    EXPECT_EQ(station.handleDatagrams(count), static_cast<int>(count));
+    EXPECT_EQ(station.counters().handedOver, 0U);
+  }
+
+  StoppedClock clock;
+  LogCapture log{4};
+  Station station;
+  PlainSocket peer;
+  const std::string port = std::to_string(peer.port());
+};
+
+}  // namespace
+
+TEST_F(UdpDropLines, TellTheReasonTheNumberAndTheLastSenderOnceASecond) {
+  drops(3, "00"_hex);
+  EXPECT_EQ(log.brief(), std::vector<std::string>{lineOf("1", port, "shorter than a header")});
+  log.clear();
+  clock.advance(SECOND - 1);
+  drops(1, "00"_hex);
+  EXPECT_EQ(log.lines().size(), 0U);
+  clock.advance(1);
+  PlainSocket another;
+  another.send("00"_hex, station.port());
+  EXPECT_EQ(station.handleDatagrams(), 1);
+  EXPECT_EQ(log.brief(),
+            std::vector<std::string>{lineOf("4", std::to_string(another.port()), "shorter than a header")});
+}
+
+TEST_F(UdpDropLines, OfDifferentReasonsDoNotWaitForEachOther) {
+  drops(2, "00"_hex);
+  drops(2, "4F544E31 01 03 0001"_hex);
+  drops(2, "4F544E32 01 01 0001"_hex);
+  const std::vector<std::string> expected = {lineOf("1", port, "shorter than a header"),
+                                             lineOf("1", port, "response that nobody waits for"),
+                                             lineOf("1", port, "not of this protocol")};
+  EXPECT_EQ(log.brief(), expected);
+}
+
+TEST_F(UdpDropLines, AreNotWrittenWhileTheLevelIsTooLowAndThenTellWhatWasDroppedMeanwhile) {
+  log.setLevel(3);
+  drops(5, "00"_hex);
+  EXPECT_EQ(log.lines().size(), 0U);
+  log.setLevel(4);
+  drops(1, "00"_hex);
+  EXPECT_EQ(log.brief(), std::vector<std::string>{lineOf("6", port, "shorter than a header")});
+}
+
+TEST_F(UdpDropLines, TellOfKeptDatagramsThatWereDroppedWithTheSocket) {
+  ASSERT_TRUE(station.setPeer("127.0.0.1", peer.port()));
+  ASSERT_TRUE(station.setAllowedPeers({"127.0.0.1"}));
+  station.onRequestSent = [this] {
+    peer.send("4F544E31 01 01 0007"_hex, station.port());
+    peer.send("4F544E31 01 01 0008"_hex, station.port());
+    peer.send("4F544E31 01 03 0001 00 0000"_hex, station.port());
+  };
+  EXPECT_EQ(station.readTemperature(), 1);
+  station.close();
+  EXPECT_EQ(log.brief(), std::vector<std::string>{lineOf("2", port, "was kept when the socket was closed")});
+}
+
+TEST_F(UdpDropLines, TellOfAKeptDatagramWhoseSenderMaySendItNoMore) {
+  ASSERT_TRUE(station.setPeer("127.0.0.1", peer.port()));
+  ASSERT_TRUE(station.setAllowedPeers({"127.0.0.1"}));
+  station.onRequestSent = [this] {
+    peer.send("4F544E31 01 01 0007"_hex, station.port());
+    peer.send("4F544E31 01 03 0001 00 0000"_hex, station.port());
+  };
+  EXPECT_EQ(station.readTemperature(), 1);
+  ASSERT_TRUE(station.setAllowedPeers({}));
+  EXPECT_EQ(station.handleDatagrams(), 1);
+  EXPECT_EQ(log.brief(), std::vector<std::string>{lineOf("1", port, "sender may not send this")});
+}
