@@ -109,7 +109,7 @@ void request(RecordingEngine& engine, FuzzInput& input) {
   const bool known = (how & 0x80U) != 0;
   const bool asDatagram = (how & 0x40U) != 0;
   std::string address = known ? "10.0.0." + std::to_string(1 + (how & 7U)) : input.bytes(how & 0x3FU);
-  if (asDatagram) address = address.c_str();  // it arrives as text that ends at a zero byte
+  if (asDatagram) address = address.substr(0, address.find('\0'));  // it arrives as text that ends at a zero byte
   const std::uint16_t last = senders().lastOf(address);
   constexpr std::array<int, 4> STEP = {0, 0, 1, -1};
   const unsigned int made = known ? how >> 3 & 3U : 0;

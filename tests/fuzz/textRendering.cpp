@@ -164,8 +164,8 @@ std::vector<TrelProperty*> propertiesOfEveryKind(FuzzInput& input) {
 
 void renderObject(FuzzInput& input) {
   const unsigned int rowCount = input.below(4);
-  const int firstRow = static_cast<std::int8_t>(input.u8());
-  const int mostRows = static_cast<std::int8_t>(input.u8());
+  const int firstRow = static_cast<std::int16_t>(input.u16());
+  const int mostRows = static_cast<std::int16_t>(input.u16());
   TrelTable table("table", 3, false, rowCount);
   std::string expected = "\nTable : 3 (size = " + std::to_string(rowCount) + ")\n" + std::string(27, '-') + "\n";
   int printed = 0;
@@ -222,8 +222,8 @@ void dump(FuzzInput& input) {
       shown += isPrintable(byte) ? byte : '.';
     }
     digits.resize(3 * A_LINE, ' ');
-    expected +=
-        std::string(offset.size() < 4 ? 4 - offset.size() : 0, '0') + offset + ": " + digits + "| " + shown + "\n";
+    expected.append(offset.size() < 4 ? 4 - offset.size() : 0, '0');
+    expected.append(offset).append(": ").append(digits).append("| ").append(shown).append("\n");
   }
 
   RecordingEngine engine;
