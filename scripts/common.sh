@@ -12,6 +12,7 @@ PACKAGES_MACHINES=(g++-arm-linux-gnueabihf g++-aarch64-linux-gnu g++-s390x-linux
 PACKAGES_I686=(g++-i686-linux-gnu libc6-i386 lib32stdc++6)
 PACKAGES_LINT=(clang clang-format clang-tidy cppcheck)
 PACKAGES_COVERAGE=(gcovr)
+PACKAGES_FUZZ=(clang libclang-rt-14-dev llvm)
 PACKAGES_MUTATION=(git python3 python3-clang-14)
 PACKAGES_BENCH=(valgrind binutils python3)
 PACKAGES_RELEASE=(abigail-tools doxygen dpkg-dev file python3)
