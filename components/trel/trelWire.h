@@ -62,21 +62,7 @@ inline unsigned int numberWidth(unsigned int type) {
   }
 }
 
-// A big-endian number of 1, 2, 4 or 8 bytes; another width loads 0 and is not stored by anyone.
-inline unsigned long long loadNumber(const char* from, unsigned int width) {
-  switch (width) {
-    case 8:
-      return loadU64(from);
-    case 4:
-      return loadU32(from);
-    case 2:
-      return loadU16(from);
-    case 1:
-      return byteAt(from, 0);
-    default:
-      return 0;
-  }
-}
+// Stores a big-endian number of 1, 2, 4 or 8 bytes.
 inline void storeNumber(char* to, unsigned long long value, unsigned int width) {
   switch (width) {
     case 8:
