@@ -80,7 +80,7 @@ std::vector<std::size_t> change(FuzzCard& card, CardModel& model, const std::str
   std::vector<CardVariable>& variables = model.variables();
   std::vector<bool> reports(variables.size());
   for (std::size_t place = 0; tlvs.size() - place >= 7;) {
-    const std::size_t length = bigEndianAt(tlvs, place + 5, 2);
+    const auto length = static_cast<std::size_t>(bigEndianAt(tlvs, place + 5, 2));
     if (tlvs.size() - place - 7 < length) break;
     const std::string value = tlvs.substr(place + 7, length);
     for (std::size_t i = 0; i < variables.size(); ++i) {

@@ -140,7 +140,8 @@ class Traffic {
   // The application sets a property; most kinds refuse most of these.
   void setValues(const std::string& bytes) {
     if (bytes.size() < 5) return;
-    TrelProperty& property = *card_.properties()[bigEndianAt(bytes, 0, 1) % card_.properties().size()];
+    TrelProperty& property =
+        *card_.properties()[static_cast<std::size_t>(bigEndianAt(bytes, 0, 1)) % card_.properties().size()];
     const auto number = static_cast<unsigned int>(bigEndianAt(bytes, 1, 4));
     property.set(number);
     property.set(static_cast<unsigned short>(number));

@@ -160,7 +160,7 @@ Expected CardModel::request(std::string_view datagram) {
       break;
     }
     const auto oid = static_cast<std::uint32_t>(bigEndianAt(left, 0, 4));
-    const std::size_t length = bigEndianAt(left, 5, 2);
+    const auto length = static_cast<std::size_t>(bigEndianAt(left, 5, 2));
     const bool whole = left.size() - HEAD >= length;
     Entry entry{find(oid), oid, static_cast<std::uint8_t>(left[4]), std::string(left.substr(HEAD, length))};
     if (!whole && (entry.variable == nullptr || isWrite)) {
@@ -230,7 +230,7 @@ bool CardModel::receivedValues(std::string_view tlvs) {
   bool ok = true;
   while (!tlvs.empty()) {
     if (tlvs.size() < HEAD || tlvs.size() - HEAD < bigEndianAt(tlvs, 5, 2)) return false;
-    const std::size_t length = bigEndianAt(tlvs, 5, 2);
+    const auto length = static_cast<std::size_t>(bigEndianAt(tlvs, 5, 2));
     const auto oid = static_cast<std::uint32_t>(bigEndianAt(tlvs, 0, 4));
     const Entry entry{find(oid), oid, static_cast<std::uint8_t>(tlvs[4]), std::string(tlvs.substr(HEAD, length))};
     if (entry.variable == nullptr || formRefusal(*entry.variable, entry) != RESULT_OK) {

@@ -44,7 +44,7 @@ Pieces piecesOf(const std::string& datagram) {
   std::size_t place = std::min(header, datagram.size());
   pieces.header = datagram.substr(0, place);
   while (datagram.size() - place >= 7) {
-    const std::size_t size = 7 + bigEndianAt(datagram, place + 5, 2);
+    const std::size_t size = 7 + static_cast<std::size_t>(bigEndianAt(datagram, place + 5, 2));
     if (size > datagram.size() - place) break;
     pieces.tlvs.push_back(datagram.substr(place, size));
     place += size;
