@@ -7,7 +7,6 @@
 //   its bits 2, 3 and 4      the TLV gets the property's own OID, type, length: so deep places are reached soon
 
 #include <algorithm>
-#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <cstdio>
@@ -164,7 +163,7 @@ class Text : public Kind {
  public:
   Text(const Configuration& given, FuzzInput& input) : Kind(given) {
     value = defaultValue = input.bytes(8);
-    if (configuration.check == Configuration::RANGE) check_.most = input.u64() % 64;
+    if (configuration.check == Configuration::RANGE) check_.most = static_cast<std::size_t>(input.u64() % 64);
     if (configuration.check == Configuration::RANGE) input.u64();
   }
 

@@ -13,7 +13,6 @@
 #include <cstdlib>
 #include <string>
 #include <string_view>
-#include <utility>
 
 #include "support/exactBlock.h"
 #include "support/fuzzInput.h"
