@@ -97,6 +97,14 @@ std::vector<std::size_t> change(FuzzCard& card, CardModel& model, const std::str
   return reported;
 }
 
+// A report with this number that tells these TLVs.
+void mustTell(const std::string& report, unsigned int id, const std::string& tlvs) {
+  PROMISE(report.size() >= 16 && report.substr(0, 8) == "4F544E31 01 05"_hex + bigEndian(id, 2),
+          "a report has its header");
+  PROMISE(bigEndianAt(report, 12, 4) < 1000000, "microseconds are less than a second");
+  PROMISE(report.substr(16) == tlvs, "a report tells the values as they are");
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
@@ -124,10 +132,8 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   PROMISE(card->events.size() == (reported.empty() ? 0 : 1),
           "what changed is reported in one message, nothing is not reported");
   if (!reported.empty()) {
-    const std::string& report = card->events[0];
-    PROMISE(report.substr(0, 8) == "4F544E31 01 05 0001"_hex, "a report has the header of an autonomous message");
-    PROMISE(bigEndianAt(report, 12, 4) < 1000000, "microseconds are less than a second");
-    PROMISE(report.substr(16) == model.tlvs(reported), "a report tells the values as they are");
+    const std::string report = card->events[0];
+    mustTell(report, 1, model.tlvs(reported));
     PROMISE(card->run([&] { return card->eventHandler(); }).returned == 0 && card->events.size() == 1,
             "a change is reported once");
 
@@ -137,6 +143,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     mustBe(manager->receive(report, nullptr), managersModel.handle(report));
     PROMISE(manager->snapshot() == managersModel.snapshot(), "a report arrives");
   }
+
+  // What changes later is told alone, without what was told before.
+  CardVariable& number = model.variables()[0];
+  setAndReports(*card->properties()[0], number, bigEndian(bigEndianAt(number.value, 0, 8) + 1, 8));
+  card->events.clear();
+  card->run([&] { return card->eventHandler(); });
+  PROMISE(card->events.size() == 1, "a change is reported in one message");
+  mustTell(card->events[0], reported.empty() ? 1 : 2, model.tlvs({0}));
   card->mustAnswerTheNextRead();
   return 0;
 }

@@ -25,6 +25,9 @@ namespace {
 constexpr std::size_t SCALAR_VARIABLES = 19;  // the first ones; the table's follow
 constexpr std::size_t TABLE_VARIABLES = 12;
 
+// Of variables in a list, on both sides of the most that a request may name.
+constexpr std::size_t COUNTS[8] = {0, 1, 2, 31, 149, 150, 151, 200};
+
 std::vector<std::size_t> places(std::size_t first, std::size_t count) {
   std::vector<std::size_t> all;
   for (std::size_t i = 0; i < count; ++i)
@@ -86,7 +89,7 @@ class Client {
         asked_ = {much * 4};
         return operation < 4 ? card_->readProperty(*all[much * 4]) : card_->writeProperty(*all[much * 4]);
       default:
-        for (std::size_t i = 0; i < much * 25 + (much == 7 ? 0 : much % 2); ++i) {
+        for (std::size_t i = 0; i < COUNTS[much]; ++i) {
           asked_.push_back(i % all.size());
           listed.push_back(all[asked_.back()]);
         }
