@@ -2,12 +2,11 @@
 
 include_guard(GLOBAL)
 
-# GoogleTest with its main(), straight from its two amalgamated sources: its own CMake files would bring in options,
-# install rules and a search for threads that a foreign build does not need.
+# GoogleTest, straight from its two amalgamated sources: its own CMake files would bring in options, install rules and a
+# search for threads that a foreign build does not need. The main() of the tests is in tests/allocation.
 add_library(trel_gtest STATIC EXCLUDE_FROM_ALL
   "${TREL_GOOGLETEST_DIR}/googletest/src/gtest-all.cc"
-  "${TREL_GOOGLETEST_DIR}/googlemock/src/gmock-all.cc"
-  "${TREL_GOOGLETEST_DIR}/googlemock/src/gmock_main.cc")
+  "${TREL_GOOGLETEST_DIR}/googlemock/src/gmock-all.cc")
 target_compile_features(trel_gtest PUBLIC cxx_std_17)
 target_include_directories(trel_gtest SYSTEM PUBLIC
   "${TREL_GOOGLETEST_DIR}/googletest/include" "${TREL_GOOGLETEST_DIR}/googlemock/include")
@@ -39,6 +38,18 @@ if(CMAKE_CROSSCOMPILING)
   set(trel_test_timeout 600)
 endif()
 
+# Programs of which the tests run once more with memory running out, see tests/allocation/main.cpp. Each is one ctest test,
+# EveryAllocation.<name>, in the shipped build; scripts/check-allocation has the long form, under the sanitizers too. The
+# library must be a file of its own, so that its code is told from the tests'. Not on foreign machines: there are some twenty
+# thousand processes to start, and the emulator takes far too long for each; what is looked for is the same on all of them.
+get_target_property(trel_type trel TYPE)
+set(trel_has_every_allocation OFF)
+if(trel_type STREQUAL "SHARED_LIBRARY" AND NOT CMAKE_CROSSCOMPILING)
+  set(trel_has_every_allocation ON)
+endif()
+set(trel_every_allocation_programs
+  trelObjectIdTest trelmsgTest trelPropertyTest trelObjectsTest trelProtocolBaseTest scenarioTest secondReadingTest)
+
 # trel_add_test(<name> <sources...>)
 #
 # One test program, linked with trel, the test support and GoogleTest. Each TEST in it is a ctest test, named as in the
@@ -47,8 +58,13 @@ endif()
 function(trel_add_test name)
   add_executable(${name} ${ARGN})
   trel_test_defaults(${name})
+  target_link_libraries(${name} PRIVATE trelTestMain)
   target_precompile_headers(${name} REUSE_FROM trelTestHeaders)
   gtest_discover_tests(${name}
     DISCOVERY_TIMEOUT 300
     PROPERTIES TIMEOUT ${trel_test_timeout})
+  if(trel_has_every_allocation AND NOT TREL_SANITIZE AND NOT TREL_COVERAGE AND name IN_LIST trel_every_allocation_programs)
+    add_test(NAME EveryAllocation.${name} COMMAND ${name} --every-allocation=quick)
+    set_tests_properties(EveryAllocation.${name} PROPERTIES TIMEOUT 600)
+  endif()
 endfunction()

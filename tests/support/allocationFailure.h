@@ -7,8 +7,8 @@
 
 // While it lives, malloc, calloc and realloc of at least `minimumSize` bytes return null, in this program and in the shared
 // libraries that it uses. Smaller blocks are handed out as ever, so that the log and the test itself go on: take a size that
-// only the code under test asks for. Works in every preset, under the address sanitizer too (operator new is left alone
-// there: the sanitizer's own does not pass through malloc). Not nested; for one thread.
+// only the code under test asks for. operator new stands on malloc. Works in every preset, under the address sanitizer too.
+// Not nested; for one thread.
 //
 //     LogCapture log;
 //     AllocationFailure failure(20000);

@@ -4,6 +4,8 @@
 #include <cstdlib>
 #include <new>
 
+#include "allocation/allocator.h"
+
 namespace {
 
 std::size_t handedOut = 0;
@@ -23,14 +25,18 @@ bool failsNow() {
   return true;
 }
 
-void* take(std::size_t size) noexcept {
+[[TEST_ALLOCATOR]] void* take(std::size_t size) {
   if (failsNow()) return nullptr;
-  void* const block = std::malloc(size > 0 ? size : 1);
-  if (block != nullptr) ++handedOut;
-  return block;
+  for (;;) {
+    void* const block = std::malloc(size > 0 ? size : 1);
+    if (block != nullptr) ++handedOut;
+    const std::new_handler helper = std::get_new_handler();
+    if (block != nullptr || helper == nullptr) return block;
+    helper();  // finds memory, and it is tried again
+  }
 }
 
-void* takeOrThrow(std::size_t size) {
+[[TEST_ALLOCATOR]] void* takeOrThrow(std::size_t size) {
   void* const block = take(size);
   if (block == nullptr) throw std::bad_alloc();
   return block;
@@ -73,12 +79,12 @@ void DeletionWatch::tell(const void* block) {
 }
 
 // The replaceable forms but those for over-aligned types, which keep to themselves.
-[[gnu::visibility("default")]] void* operator new(std::size_t size) { return takeOrThrow(size); }
-[[gnu::visibility("default")]] void* operator new[](std::size_t size) { return takeOrThrow(size); }
-[[gnu::visibility("default")]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
+[[TEST_ALLOCATOR, gnu::visibility("default")]] void* operator new(std::size_t size) { return takeOrThrow(size); }
+[[TEST_ALLOCATOR, gnu::visibility("default")]] void* operator new[](std::size_t size) { return takeOrThrow(size); }
+[[TEST_ALLOCATOR, gnu::visibility("default")]] void* operator new(std::size_t size, const std::nothrow_t&) noexcept {
   return take(size);
 }
-[[gnu::visibility("default")]] void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
+[[TEST_ALLOCATOR, gnu::visibility("default")]] void* operator new[](std::size_t size, const std::nothrow_t&) noexcept {
   return take(size);
 }
 [[gnu::visibility("default")]] void operator delete(void* block) noexcept { giveBack(block); }

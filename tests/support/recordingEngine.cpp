@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "support/bytes.h"
-#include "support/corpusDump.h"
 #include "support/exactBlock.h"
 
 namespace {
@@ -33,20 +32,21 @@ SentMessage recordOf(const TRELMessage& message) {
 
 }  // namespace
 
+int (*RecordingEngine::watch)(RecordingEngine& engine, int length, const char* data, const char* senderIp) = nullptr;
+
 int RecordingEngine::sendMsg(TRELMessage& message) {
   messages.push_back(recordOf(message));
   if (message.msgKind == TREL_KIND_REQUEST && reply) {
     const std::string request = messages.back().bytes;  // `reply` may send, which moves the records
     replyBuffer = reply(request);
-    dumpReply(request, replyBuffer);
   }
   if (whileSending) whileSending(message);
   return result;
 }
 
 int RecordingEngine::receive(std::string_view bytes, const char* senderIp) {
-  dumpReceived(bytes);
   const ExactBlock block(bytes);
+  if (watch != nullptr) return watch(*this, block.length(), block.data(), senderIp);
   return handleTrelMsg(block.length(), block.data(), senderIp);
 }
 

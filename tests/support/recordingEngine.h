@@ -50,6 +50,9 @@ class RecordingEngine : public TrelProtocolBase {
   // Forgets the messages so far.
   void forget() { messages.clear(); }
 
+  // Set by whoever wants to look at every datagram that is received: it hands the datagram to handleTrelMsg itself.
+  static int (*watch)(RecordingEngine& engine, int length, const char* data, const char* senderIp);
+
   // What sendMsg returns. It does not keep sendMsg from filling replyBuffer.
   int result = 1;
   // Asked for each request with the request's bytes; what it returns becomes replyBuffer. When it is not set, replyBuffer
