@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "support/bytes.h"
+#include "support/corpusDump.h"
 #include "support/exactBlock.h"
 
 namespace {
@@ -39,12 +40,14 @@ int RecordingEngine::sendMsg(TRELMessage& message) {
   if (message.msgKind == TREL_KIND_REQUEST && reply) {
     const std::string request = messages.back().bytes;  // `reply` may send, which moves the records
     replyBuffer = reply(request);
+    dumpReply(request, replyBuffer);
   }
   if (whileSending) whileSending(message);
   return result;
 }
 
 int RecordingEngine::receive(std::string_view bytes, const char* senderIp) {
+  dumpReceived(bytes);
   const ExactBlock block(bytes);
   if (watch != nullptr) return watch(*this, block.length(), block.data(), senderIp);
   return handleTrelMsg(block.length(), block.data(), senderIp);
