@@ -5,8 +5,8 @@
 //              bits say follows; 0x40: the request comes as a datagram, else checkMsgId is called;
 //              with 0x80, 0x18: 0x00 the id follows, 0x08 the last id again, 0x10 the next one, 0x18 the one before
 //
-// The contexts are those of the process and are never given back, so the model lives as long as the process: what an input finds
-// depends on those that ran before it.
+// The contexts are those of the process and are never given back, so the model lives as long as the process: what an input
+// finds depends on those that ran before it.
 
 #include <array>
 #include <cstddef>
