@@ -22,8 +22,8 @@ extern "C" std::size_t LLVMFuzzerCustomMutator(std::uint8_t* data, std::size_t s
 
 namespace {
 
-// The application sets a variable to a value that is given as on the wire. Of the text and of the bytes nothing is reported, of a
-// MAC address that it was set again, of all others that they changed.
+// The application sets a variable to a value that is given as on the wire. Of the text and of the bytes nothing is reported,
+// of a MAC address that it was set again, of all others that they changed.
 bool setAndReports(TrelProperty& property, CardVariable& variable, const std::string& value) {
   const std::uint64_t number = value.size() <= 8 ? bigEndianAt(value, 0, static_cast<unsigned int>(value.size())) : 0;
   std::string bytes = value;

@@ -1,5 +1,5 @@
-// Datagrams of several senders, client operations and event scans, while hooks refuse, change lengths, call the engine again and
-// throw, and memory runs out.
+// Datagrams of several senders, client operations and event scans, while hooks refuse, change lengths, call the engine again
+// and throw, and memory runs out.
 //
 // Input: one byte of flags (bit 0: no answer to header errors), one byte n, a script of n bytes, then records of an operation
 // and a datagram. The script decides what the hooks do, one byte after the other; behind its end they do nothing. Of an
