@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "plainSocket.h"
+#include "socketFaults.h"
 #include "station.h"
 #include "support/operatorNew.h"
 
@@ -30,5 +31,24 @@ TEST(UdpCost, AWarmTransportAnswersWithoutAllocating) {
   const int handled = station.handleDatagrams();
   const std::size_t after = newBlocks();
   EXPECT_EQ(handled, 2);
+  EXPECT_EQ(after, before);
+}
+
+TEST(UdpCost, WhatIsDroppedAllocatesNothing) {
+  const StoppedClock clock;
+  QuietStation station;
+  ASSERT_TRUE(station.setPeerRate({1, 1}));
+  PlainSocket peer;
+  const std::string datagrams[] = {"00"_hex, "4F544E31 01 03 0001"_hex, "4F544E32 01 01 0001"_hex,
+                                   "4F544E31 01 01 0001"_hex};
+  peer.send("4F544E31 01 01 0001"_hex, station.port());
+  ASSERT_EQ(station.handleDatagrams(), 1);
+  for (const std::string& bytes : datagrams) {
+    peer.send(bytes, station.port());
+  }
+  const std::size_t before = newBlocks();
+  const int taken = station.handleDatagrams();
+  const std::size_t after = newBlocks();
+  EXPECT_EQ(taken, 4);
   EXPECT_EQ(after, before);
 }
