@@ -39,8 +39,8 @@ def link_command(build, program, objects, target):
 
 
 def programs_with(builds, mutant, original, changed_text, tests, folder):
-    """Builds the test programs whose sources name the mutant's constant. Program -> its new path; also the first test source that
-    the compiler refuses with the mutant and takes without it, which is as good as a test that fails."""
+    """Builds the test programs whose sources name the mutant's constant. Program -> its new path; also the first test source
+    that the compiler refuses with the mutant and takes without it, which is as good as a test that fails."""
     shutil.rmtree(folder, ignore_errors=True)
     changed = folder / "components"
     shutil.copytree(builds.plain / "components", changed)

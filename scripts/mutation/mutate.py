@@ -163,7 +163,8 @@ def all_candidates(builds):
     modules = {}
     for name, files in modules_of(folder).items():
         paths = [str(folder / file) for file in files]
-        mutants = sorted((m for m in found.values() if m.file in paths), key=lambda m: (m.file, m.start, m.end, m.kind, m.becomes))
+        mutants = sorted((m for m in found.values() if m.file in paths),
+                         key=lambda m: (m.file, m.start, m.end, m.kind, m.becomes))
         for mutant in mutants:
             mutant.file, mutant.module = os.path.relpath(mutant.file, builds.plain), name
         modules[name] = (sum(code_lines(texts[p]) for p in paths), mutants)
@@ -186,18 +187,18 @@ def draw(modules, count, seed):
 
 
 class Selection:
-    """The drawn mutants, numbered; one that does not compile makes room for the next of its module."""
+    """The drawn mutants; one that does not compile makes room for the next of its module. A mutant's number is its place in
+    the order of all, so that the others keep theirs, and little is compiled anew."""
 
     def __init__(self, drawn):
         self.drawn, self.refused, self.forced = drawn, set(), set()
 
     def numbered(self):
-        chosen, number = [], 0
+        chosen, first = [], 1
         for share, order in self.drawn.values():
-            usable = [m for m in order if m.key not in self.refused][:share]
-            for mutant in usable:
-                number += 1
-                chosen.append((number, mutant))
+            usable = [(first + i, m) for i, m in enumerate(order) if m.key not in self.refused]
+            chosen += usable[:share]
+            first += len(order)
         return chosen
 
     def is_separate(self, mutant):
@@ -237,8 +238,9 @@ def build_switched(builds, files, selection):
             selection.forced.add(mutant.key)
 
 
-def build_separate(builds, files, selection, folder, known):
+def build_separate(builds, files, selection, memory):
     """A library for each mutant that has no switch. True when one did not compile and the selection has changed."""
+    folder, known = builds.work / "separate", memory.libraries
     waiting = [(n, m) for n, m in selection.numbered() if selection.is_separate(m)]
     for i, (_, mutant) in enumerate(waiting):
         if mutant.key in known:
@@ -255,9 +257,50 @@ def build_separate(builds, files, selection, folder, known):
         if built.returncode != 0:
             say(f"   does not compile: {describe(mutant)}")
             selection.refused.add(mutant.key)
+        memory.keep(selection)
+    memory.keep(selection)
     need(["ninja", "-C", str(builds.plain_build), "trel"], "the library does not compile")
     builds.keep_library(folder / "original")
     return any(m.key in selection.refused for _, m in waiting)
+
+
+class Memory:
+    """What a run keeps for the next one: of the same library the libraries with one mutant, and who does not compile; of the
+    same tests too the results; of other tests, when only the survivors are to be tried again, those that were killed."""
+
+    def __init__(self, work, files, survivors_only):
+        self.state_file, self.results_file = work / "state.json", work / "results.jsonl"
+        self.library = self.digest(files, LIBRARY + "/")
+        self.everything = self.digest(files, "components/", "tests/", "cmake/", "scripts/mutation/")
+        state = json.loads(self.state_file.read_text()) if self.state_file.exists() else {}
+        same_library, same = state.get("library") == self.library, state.get("everything") == self.everything
+        if survivors_only and not same_library:
+            raise SystemExit("error: --survivors goes on from a run of the same library; there is none")
+        if not same_library:
+            state = {}
+        self.libraries = state.get("libraries", {})
+        self.refused, self.forced = set(state.get("refused", [])), set(state.get("forced", []))
+        known = [json.loads(line) for line in self.results_file.read_text().splitlines()] if self.results_file.exists() else []
+        self.results = {r["key"]: r for r in known
+                        if same_library and (same or survivors_only and r["state"] == "killed")}
+        self.results_file.write_text("".join(json.dumps(r) + "\n" for r in self.results.values()))
+
+    @staticmethod
+    def digest(files, *folders):
+        found = sorted((name, hashlib.sha256(content).hexdigest()) for name, content in files.items()
+                       if name.startswith(folders))
+        return hashlib.sha256(repr(found).encode()).hexdigest()
+
+    def keep(self, selection):
+        self.state_file.write_text(json.dumps({
+            "library": self.library, "everything": self.everything, "libraries": self.libraries,
+            "refused": sorted(selection.refused), "forced": sorted(selection.forced)}))
+
+    def add(self, mutant, result):
+        result["key"] = mutant.key
+        self.results[mutant.key] = result
+        with self.results_file.open("a") as log:
+            log.write(json.dumps(result) + "\n")
 
 
 # --- running ---
@@ -340,8 +383,8 @@ class Runner:
         with self.lock:  # one compilation at a time
             original = self.files[mutant.file].decode()
             folder = self.builds.work / "programs"
-            made, refused = headers.programs_with(self.builds, mutant, original, schemata.replaced(original, mutant), self.tests,
-                                                  folder)
+            made, refused = headers.programs_with(self.builds, mutant, original, schemata.replaced(original, mutant),
+                                                  self.tests, folder)
             if refused is not None:
                 return {"state": "killed", "how": "does not compile", "by": refused, "tests": 0}
             for test in self.tests:
@@ -401,7 +444,6 @@ def main():
     builds = Builds(work, options.jobs)
     builds.make_runtime()
     files = sources()
-    library = {name: content for name, content in files.items() if name.startswith(LIBRARY + "/")}
 
     say("== mutation: the mutants")
     write_tree(builds.plain, files)
@@ -416,35 +458,15 @@ def main():
             say(f"   {'compiled' if mutant.fixed else 'switched'} {describe(mutant)}")
         return 0
 
-    # What is known from before: of the same library and the same tests everything, otherwise nothing.
-    fingerprint = hashlib.sha256(repr(sorted((n, hashlib.sha256(c).hexdigest()) for n, c in files.items()
-                                             if n.startswith(("components/", "tests/", "cmake/", "scripts/mutation/"))
-                                             )).encode()).hexdigest()
-    same_library = hashlib.sha256(repr(sorted(library.items())).encode()).hexdigest()
-    known_file, state_file = work / "results.jsonl", work / "state.json"
-    state = json.loads(state_file.read_text()) if state_file.exists() else {}
-    results = {}
-    if known_file.exists() and state.get("library") == same_library:
-        entries = [json.loads(line) for line in known_file.read_text().splitlines()]
-        if state.get("fingerprint") == fingerprint:
-            results = {e["key"]: e for e in entries}
-        elif options.survivors:
-            results = {e["key"]: e for e in entries if e["state"] == "killed"}
-    elif options.survivors:
-        raise SystemExit("error: --survivors goes on from a run of the same library; there is none")
-    known_file.write_text("".join(json.dumps(e) + "\n" for e in results.values()))
+    memory = Memory(work, files, options.survivors)
+    results = memory.results
+    selection.refused |= memory.refused
+    selection.forced |= memory.forced
 
     say("== mutation: the library with its mutants")
-    known = state.get("libraries", {}) if state.get("library") == same_library else {}
-    selection.refused |= set(state.get("refused", [])) if state.get("library") == same_library else set()
-    selection.forced |= set(state.get("forced", [])) if state.get("library") == same_library else set()
-    while True:
+    build_switched(builds, files, selection)
+    while build_separate(builds, files, selection, memory):
         build_switched(builds, files, selection)
-        again = build_separate(builds, files, selection, work / "separate", known)
-        state_file.write_text(json.dumps({"fingerprint": fingerprint, "library": same_library, "libraries": known,
-                                          "refused": sorted(selection.refused), "forced": sorted(selection.forced)}))
-        if not again:
-            break
     chosen = selection.numbered()
 
     say("== mutation: the tests")
@@ -458,20 +480,17 @@ def main():
 
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
     resource.setrlimit(resource.RLIMIT_AS, (MEMORY, MEMORY))
-    runner = Runner(builds, files, tests, known, options.jobs)
+    runner = Runner(builds, files, tests, memory.libraries, options.jobs)
     excluded.update(runner.measure({n for n, _ in chosen}))
 
     say("== mutation: the mutants, one by one")
     waiting = [(n, m) for n, m in chosen if m.key not in results]
     done = len(chosen) - len(waiting)
-    with concurrent.futures.ThreadPoolExecutor(options.jobs) as pool, known_file.open("a") as log:
+    with concurrent.futures.ThreadPoolExecutor(options.jobs) as pool:
         futures = {pool.submit(runner.judge, n, m): m for n, m in waiting}
         for future in concurrent.futures.as_completed(futures):
             mutant, result = futures[future], future.result()
-            result["key"] = mutant.key
-            results[mutant.key] = result
-            log.write(json.dumps(result) + "\n")
-            log.flush()
+            memory.add(mutant, result)
             done += 1
             if result["state"] != "killed":
                 say(f"   {result['state']}: {describe(mutant)}")

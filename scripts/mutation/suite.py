@@ -11,7 +11,8 @@ from dataclasses import dataclass
 # What says nothing about the code under test here, by the name of the test or of its program.
 EXCLUDED = [
     (r"trelUdp|scenarioUdp|^Demo\.", "depends on sockets and on the clock"),
-    (r"[fF]uzz|[cC]orpus", "replays collections of files"),
+    (r"^(Corpus|Simulation|Soak)\.|[fF]uzz", "replays datagrams or simulates traffic: long, and no rule of its own"),
+    (r"^[aA]llocation(Loop|Sweep)|[aA]llocationLoop", "repeats everything for every allocation: long, and no rule of its own"),
     (r"^(HookOverride|Install|Consumer|ExportedSymbols|CompileFail)", "builds or looks at a library of its own"),
 ]
 LONGEST = 20.0  # seconds: a single test above it is left out
@@ -38,7 +39,7 @@ def tests_of(build):
         program = missing[1] if missing else os.path.basename(command[0]) if command else ""
         why = next((reason for pattern, reason in EXCLUDED if re.search(pattern, name) or re.search(pattern, program)), None)
         if why is None and not missing and not any("--gtest_filter" in word for word in command or []):
-            why = "is no test of GoogleTest, and builds or looks at a library of its own"
+            why = "is a program of its own, not a test of GoogleTest"
         if why is not None:
             excluded[program if missing else name] = why
         elif missing:
