@@ -81,8 +81,10 @@ TEST(ReadingEngine, InitEventsAsksTheOverrideAndDropsEveryTableWhenItRefuses) {
   EXPECT_EQ(engine.eventTables[19]->getTableNbr(), 19);
   // Two tables that the application made before are the engine's: they go as well.
   engine.eventTables[7] = new EventValueTable(false, 1, 7);
-  delete engine.eventTables[0];
-  delete engine.eventTables[19];
+  for (const int made : {0, 19}) {
+    delete engine.eventTables[made];
+    engine.eventTables[made] = nullptr;
+  }
   engine.works = false;
   EXPECT_FALSE(engine.initEvents());
   EXPECT_EQ(engine.calls, 2);
