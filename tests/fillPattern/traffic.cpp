@@ -91,8 +91,9 @@ class Planted : public TrelProperty {
   ~Planted() override { std::free(bytes_); }
   bool isDefault() override { return false; }
   int serialize(char* buf, int) override {
-    std::memcpy(buf, "\x11\x00\x00\x63\x0C\x00\x20", 7);
-    std::memcpy(buf + 7, bytes_, 32);
+    const std::string head = "11000063 0C 0020"_hex;
+    head.copy(buf, head.size());
+    std::memcpy(buf + head.size(), bytes_, 32);
     return 39;
   }
   int deserialize(const char*) override { return 39; }
