@@ -105,7 +105,7 @@ int Node::sendMsg(TRELMessage& message) {
   ExactBlock block(static_cast<std::size_t>(message.headerLen + message.sizeOfTlvs()));
   promise(message.serialize(block.data(), block.length()), "a message of the engine cannot be serialized");
   std::string bytes(block.view());
-  if (message.msgKind == TREL_KIND_RESPONSE) return sendAnswer(bytes, message.sender);
+  if (message.msgKind == TREL_KIND_RESPONSE) return sendAnswer(message, bytes);
   if (message.msgKind == TREL_KIND_REQUEST) return sendRequestAndWait(bytes);
 
   promise(bytes.size() >= 16 && bigAt(bytes, 12, 4) < 1000000, "an autonomous message has a wrong time");
@@ -119,11 +119,12 @@ int Node::sendMsg(TRELMessage& message) {
   return static_cast<int>(world_.dice.below(2));  // ignored by the engine
 }
 
-int Node::sendAnswer(const std::string& bytes, const std::string& address) {
+int Node::sendAnswer(const TRELMessage& message, const std::string& bytes) {
   Course& answered = course();
   promiseDatagram(bytes, answered.answerIsSent(), "answer");
-  promise(address == answered.sender(), "an answer goes to another address than the request came from");
-  world_.send(index_, address, bytes);
+  promise(message.action != READ_RESPONSE || bytes.size() <= 1200, "the answer to a read is longer than 1200 bytes");
+  promise(message.sender == answered.sender(), "an answer goes to another address than the request came from");
+  world_.send(index_, message.sender, bytes);
   disturbed();
   const int result = world_.calm ? 1 : static_cast<int>(world_.dice.below(3)) - 1;
   answered.transportReturns(result);

@@ -86,7 +86,7 @@ class Node : public TrelProtocolBase {
   void handOver(const std::string& bytes, const std::string& sender, bool senderIsKnown);
   bool isReply(const Datagram& datagram);
   int sendRequestAndWait(const std::string& bytes);
-  int sendAnswer(const std::string& bytes, const std::string& address);
+  int sendAnswer(const TRELMessage& message, const std::string& bytes);
   std::string requestBytes(const Question& question, unsigned short msgId) const;
   int callEngine(const Question& question);
   void expect(std::vector<std::string> amis);

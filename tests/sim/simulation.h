@@ -1,4 +1,12 @@
 // One seed, from the first step to the last.
+//
+//   operations  chance decides what happens in each step, and what hooks do besides their work
+//   world       four nodes (two cards, two managers), the link, the clock, the model
+//   node        an engine with its objects, its hooks and its transport; tells the model what it does
+//   link        loses, doubles, delays, truncates, flips bits, forges senders; hostile makes what strangers send
+//   course      what one datagram must do to an engine, call by call and byte by byte
+//   model       values, events, senders, the pending autonomous message: what must be true after each step
+//   wire        the bytes of all this, without the library
 
 #ifndef TESTS_SIM_SIMULATION_H
 #define TESTS_SIM_SIMULATION_H
