@@ -1,7 +1,7 @@
 // The main() of every test program: GoogleTest's, and the same tests once more with memory running out.
 //
 //   <program> --every-allocation=quick    each place that takes a block fails, where a test first and last passes it
-//   <program> --every-allocation=full     each block fails
+//   <program> --every-allocation=full     each block fails; of tests that take thousands, as many as minutes allow
 //   <program> --every-allocation=12       block 12 alone (counted from 0), with its chain of calls and the test's output
 //   <program> --every-allocation=12+      block 12 and all later ones, likewise
 //   --allocation-part=2/3                 the second third of the tests
@@ -255,22 +255,34 @@ std::string meaningOf(int status) {
   }
 }
 
-// Which blocks are refused: all, or those where a chain of calls is met first and last.
+// Leaves so many of the numbers, evenly spread.
+void thinOut(std::vector<std::size_t>& numbers, std::size_t most) {
+  if (numbers.size() <= most) return;
+  for (std::size_t i = 0; i < most; ++i)
+    numbers[i] = numbers[i * numbers.size() / most];
+  numbers.resize(most);
+}
+
+// Which blocks are refused: all, or those where a chain of calls is met first and last. Each costs a run of the whole test, so
+// that of a test that takes thousands only some are, and of one that takes tens of thousands none in the short form.
 std::vector<std::size_t> blocksToRefuse(bool all) {
+  constexpr std::size_t COST_OF_ALL = 2000000;
+  constexpr std::size_t COST_OF_SOME = 200000;
+  constexpr std::size_t TOO_MANY = 20000;
+  if (!all && report->counted > TOO_MANY) return {};
   std::vector<std::size_t> numbers;
   const std::size_t count = std::min(report->counted, MOST_BLOCKS);
-  const auto addNew = [&](std::set<std::uint64_t>& seen, std::size_t number) {
-    if (seen.insert(report->chains[number]).second || all) numbers.push_back(number);
-  };
-  std::set<std::uint64_t> forwards;
-  for (std::size_t i = 0; i < count; ++i)
-    addNew(forwards, i);
-  if (all) return numbers;
-  std::set<std::uint64_t> backwards;
-  for (std::size_t i = count; i > 0; --i)
-    addNew(backwards, i - 1);
+  std::set<std::uint64_t> met;
+  for (std::size_t i = 0; i < count; ++i) {
+    if (met.insert(report->chains[i]).second || all) numbers.push_back(i);
+  }
+  met.clear();
+  for (std::size_t i = count; i > 0 && !all; --i) {
+    if (met.insert(report->chains[i - 1]).second) numbers.push_back(i - 1);
+  }
   std::sort(numbers.begin(), numbers.end());
   numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
+  thinOut(numbers, (all ? COST_OF_ALL : COST_OF_SOME) / std::max<std::size_t>(report->counted, 1) + 1);
   return numbers;
 }
 
@@ -292,7 +304,8 @@ class EveryAllocation {
         "%zu tests, %zu blocks, %zu runs, %zu refusals, %zu good reads, %zu falls of test code, %zu faults, %.1f s\n",
         totals_.tests, totals_.blocks, totals_.runs, totals_.refused, totals_.goodReads, totals_.testFell,
         totals_.faults, took.count());
-    return totals_.faults == 0;
+    if (totals_.refused == 0 && totals_.faults == 0) std::printf("nothing was refused, so nothing has been shown\n");
+    return totals_.faults == 0 && totals_.refused != 0;
   }
 
  private:
@@ -422,6 +435,8 @@ int everyAllocation(const std::string& program, const std::string& which, const 
     std::fprintf(stderr, "--allocation-part is a number and how many there are, as in 2/3\n");
     return 2;
   }
+  if (names.size() < parts) parts = 1;  // too few to be shared out
+  if (number > parts) return 0;
   std::vector<std::string> mine;
   for (std::size_t i = number - 1; i < names.size(); i += parts)
     mine.push_back(names[i]);
