@@ -9,7 +9,7 @@ cd "$ROOT"
 # The packages of Debian 12 that each kind of work needs. This is the one place that lists them.
 PACKAGES_BASE=(g++ cmake ninja-build libboost-dev googletest pkg-config)
 PACKAGES_MACHINES=(g++-arm-linux-gnueabihf g++-aarch64-linux-gnu g++-s390x-linux-gnu qemu-user)
-PACKAGES_I686=(g++-i686-linux-gnu libc6-i386 lib32stdc++6)
+PACKAGES_I686=(g++-i686-linux-gnu libc6-i386 lib32stdc++6 lib32asan8 lib32ubsan1)
 PACKAGES_LINT=(clang clang-format clang-tidy cppcheck)
 PACKAGES_COVERAGE=(gcovr)
 PACKAGES_FUZZ=(clang libclang-rt-14-dev llvm)
