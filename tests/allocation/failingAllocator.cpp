@@ -193,8 +193,8 @@ struct WritableMemory {
     for (char* line = std::strtok(text, "\n"); line != nullptr; line = std::strtok(nullptr, "\n")) {
       if (std::strstr(line, " rw-p ") == nullptr || std::strstr(line, "[stack") != nullptr) continue;
       char* end = nullptr;
-      const Address from = std::strtoull(line, &end, 16);
-      const Address to = std::strtoull(end + 1, nullptr, 16);
+      const auto from = static_cast<Address>(std::strtoull(line, &end, 16));
+      const auto to = static_cast<Address>(std::strtoull(end + 1, nullptr, 16));
       const Range own{addressOf(&live), addressOf(&live + 1)};
       add({from, std::clamp(own.from, from, to)});
       add({std::clamp(own.to, from, to), to});
