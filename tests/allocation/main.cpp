@@ -348,9 +348,9 @@ class EveryAllocation {
 
   void fault(const Run& run, int status) {
     ++totals_.faults;
+    const bool ended = WIFEXITED(status) && (WEXITSTATUS(status) == GOOD || WEXITSTATUS(status) == TEST_FAILED);
     std::printf("FAULT %s: %s\n%s", run.name().c_str(),
-                report->refused == 0 && !run.counts ? "nothing was refused" : meaningOf(status).c_str(),
-                runner_.errors().c_str());
+                ended && !run.counts ? "nothing was refused" : meaningOf(status).c_str(), runner_.errors().c_str());
     if (!run.counts) {
       std::printf("  again: %s --every-allocation=%s --gtest_filter=%s\n", program_.c_str(), run.option().c_str(),
                   run.test.c_str());
