@@ -9,7 +9,12 @@
 //
 // In this order: construct; registerObject for each object; initEvents(); then handleTrelMsg for every datagram,
 // eventHandler periodically, and the client operations as needed. All calls on all engines of a process come from one
-// thread or are serialized by the application. Hooks and sendMsg may call the engine again.
+// thread or are serialized by the application.
+//
+// A hook, sendMsg among them, keeps its contract when it ends what it does within the call, whatever it does: refuse,
+// throw, set values, register an object, call the engine again. It must not destroy what a call in progress works with:
+// the engine, a registered object or one of its properties, the arguments of that call, the event tables. And it must
+// bound the depth to which it calls the engine again: each call lies on the stack.
 //
 // One copy per process, shared by all engines: the five sender contexts of checkMsgId, the pending autonomous message
 // with its count, and the start flag of eventHandler.
