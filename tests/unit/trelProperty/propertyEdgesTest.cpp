@@ -83,16 +83,34 @@ TEST(PropertyEdges, OneByteOfAMacAddressReplacesTheFirstAlone) {
   EXPECT_EQ(asText(held.view()), "77 1A 2B 3C 4D 5E");
 }
 
-TEST(PropertyEdges, ABlockOfBytesThatAReceivedOneReplacesIsGivenBack) {
+TEST(PropertyEdges, ABlockOfBytesThatAnotherReplacesIsGivenBack) {
   constexpr unsigned int LENGTH = 60000;
-  const std::string record = "10800005 0C EA60"_hex + std::string(LENGTH, 'x');
+  std::string bytes(LENGTH, 'x');
+  const std::string record = "10800005 0C EA60"_hex + bytes;
   ArrayProperty property(0x10800005, "blob", RW, false);
   poke(property, sizeof(TrelProperty), std::malloc(1));
   const std::size_t before = bytesInUse();
   for (int i = 0; i < 100; ++i)
     EXPECT_EQ(property.deserialize(record.data()), 7 + static_cast<int>(LENGTH));
   EXPECT_LT(bytesInUse(), before + std::size_t{10} * LENGTH);
+  for (int i = 0; i < 100; ++i)
+    property.set(reinterpret_cast<unsigned char*>(bytes.data()), LENGTH);
+  EXPECT_LT(bytesInUse(), before + std::size_t{10} * LENGTH);
   std::free(peek<void*>(property, sizeof(TrelProperty)));
+}
+
+TEST(PropertyEdges, AnOldStyleValueThatAnotherReplacesIsGivenBack) {
+  constexpr unsigned int LENGTH = 60000;
+  std::string bytes(LENGTH, 'x');
+  const std::string record = "02000001 0C EA60"_hex + bytes;
+  OldStyle property = oldStyleFromWire(record);
+  const std::size_t before = bytesInUse();
+  for (int i = 0; i < 100; ++i)
+    property->set(reinterpret_cast<unsigned char*>(bytes.data()), LENGTH);
+  EXPECT_LT(bytesInUse(), before + std::size_t{10} * LENGTH);
+  for (int i = 0; i < 100; ++i)
+    EXPECT_EQ(property->deserialize(record.data()), 7 + static_cast<int>(LENGTH));
+  EXPECT_LT(bytesInUse(), before + std::size_t{10} * LENGTH);
 }
 
 // Blocks below 8 bytes would be handed out: the request that fails is for 8 at least. No line is written meanwhile, which

@@ -1,4 +1,5 @@
-// What the engine's lines say where two numbers could be mixed up, and an object that answers for an OID that is none.
+// What the engine's lines say where two numbers could be mixed up, an object that answers for an OID that is none, and nothing
+// where a property is expected.
 
 #include <gtest/gtest.h>
 
@@ -54,4 +55,13 @@ TEST(SmallPrint, TheInitialSampleIsToldAlsoWhenItIsTheNumberThatWasThere) {
   EXPECT_FALSE(engine.checkForEvent(&last, &property, false, false));
   EXPECT_EQ(linesOf(log, "checkForEvent"),
             Lines{"7 [DEBUG2] trelProtocolBase (checkForEvent) - init event oid=0x00000005 len=4 42 ==> 42"});
+}
+
+TEST(SmallPrint, NoPropertyIsNotAddedToThePendingMessage) {
+  RecordingEngine engine;
+  Number property(5, "p", IFC_CARD_VAR_READ_WRITE, 42U);
+  engine.addToAmi(nullptr, false);
+  engine.addToAmi(&property, false);
+  engine.addToAmi(nullptr, true);
+  EXPECT_EQ(engine.sent(), Datagrams{"4F544E31 01 05 0001 00000000 00000000 | 00000005 01 0004 0000002A"});
 }

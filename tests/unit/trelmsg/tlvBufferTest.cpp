@@ -23,3 +23,15 @@ TEST(TlvBuffer, AValueOfOneByteHasABufferOf8) {
   EXPECT_EQ(set.val, nullptr);
   EXPECT_EQ(received.val, nullptr);
 }
+
+TEST(TlvBuffer, ANumberAsksForItsOwnLengthWhateverTheRecordsLengthWas) {
+  TRELTlv tlv;
+  tlv.len = 40000;
+  {
+    const AllocationFailure failure(20000);
+    tlv.setValue(7U);
+    EXPECT_EQ(failure.count(), 0U);
+  }
+  EXPECT_EQ(tlv.len, 4U);
+  EXPECT_EQ(tlv.getValueAsUInt32(), 7U);
+}
