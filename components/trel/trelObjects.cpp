@@ -49,8 +49,8 @@ bool TrelObject::addProp(TrelProperty* property, unsigned int row) {
     TREL_ERROR("[ERROR] %s:%d (%s) - [%s] Property %d already added", TREL_HERE, name.c_str(), property->id);
     return false;  // the property keeps its row and object, and its owner
   }
+  properties[property->id] = property;  // before the property is told: an allocator that throws changes neither
   property->row = row;
-  properties[property->id] = property;
   TREL_DEBUG3("[DEBUG3] %s:%d (%s) - [%s] Property %d added for row %d", TREL_HERE, name.c_str(), property->id, row);
   property->object = this;
   return true;
@@ -96,9 +96,12 @@ std::vector<TrelProperty*> TrelObject::getPropertiesToEvent() const {
   std::vector<TrelProperty*> properties;
   for (const auto* row : rows) {
     for (const auto& entry : *row) {
-      if (entry.second->sendEvent()) properties.push_back(entry.second);
+      if (entry.second->eventPending) properties.push_back(entry.second);
     }
   }
+  // Cleared when all are in the list: an allocator that throws loses no change.
+  for (TrelProperty* property : properties)
+    property->sendEvent();
   return properties;
 }
 
@@ -220,13 +223,14 @@ const void* baseUpdate() {
 // know the library.
 const void* baseUpdateOfProgram() {
 #ifdef trel_EXPORTS
-  static const void* const address = [] {
-    void* program = dlopen(nullptr, RTLD_LAZY);
-    if (program == nullptr) return static_cast<void*>(nullptr);
-    void* found = dlsym(program, "_ZN10TrelObject6updateEP12TrelPropertyj");
-    dlclose(program);
-    return found;
-  }();
+  static bool known = false;
+  static const void* address = nullptr;
+  if (known) return address;
+  void* program = dlopen(nullptr, RTLD_LAZY);
+  if (program == nullptr) return nullptr;  // out of memory: asked again next time
+  address = dlsym(program, "_ZN10TrelObject6updateEP12TrelPropertyj");
+  dlclose(program);
+  known = true;
   return address;
 #else
   return baseUpdate();  // linked into the program: there is one name only

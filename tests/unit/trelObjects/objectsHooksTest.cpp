@@ -2,11 +2,14 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <new>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "support/logCapture.h"
+#include "support/operatorNew.h"
 #include "trel/trelObjects.h"
 #include "trel/trelProperty.h"
 
@@ -103,6 +106,25 @@ TEST(ObjectHooks, ScanForEventsCallsNoHook) {
   EXPECT_EQ(table.getPropertiesToEvent().size(), 1U);
   EXPECT_TRUE(table.updates.empty());
   EXPECT_TRUE(table.writes.empty());
+}
+
+// The list of three grows three times.
+TEST(ObjectHooks, ScanThatRunsOutOfMemoryLosesNoChange) {
+  for (std::size_t after = 0; after < 3; ++after) {
+    TrelTable table("ports", 3, false, 3);
+    std::vector<TrelProperty*> changed;
+    for (unsigned int row = 0; row < 3; ++row) {
+      auto* const property = number(2, true);
+      ASSERT_TRUE(table.addProp(property, row));
+      property->set(9U);
+      changed.push_back(property);
+    }
+    {
+      const NewFailure failure(after);
+      EXPECT_THROW(table.getPropertiesToEvent(), std::bad_alloc);
+    }
+    EXPECT_EQ(table.getPropertiesToEvent(), changed) << after;
+  }
 }
 
 TEST(ObjectHooks, ObjectWithoutPropertiesHasNoEvents) {

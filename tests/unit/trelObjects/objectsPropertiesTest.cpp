@@ -3,12 +3,14 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <new>
 #include <string>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
 #include "support/logCapture.h"
+#include "support/operatorNew.h"
 #include "trel/trelObjects.h"
 #include "trel/trelProperty.h"
 
@@ -204,6 +206,18 @@ TEST(ObjectProperties, SecondPropertyOfTheSameIdInARowIsRefusedWithALineAndStays
     EXPECT_TRUE(ends.empty());
   }
   EXPECT_EQ(table.rows[5]->at(2), first);
+}
+
+TEST(ObjectProperties, PropertyKeepsItsRowWhenMemoryRunsOut) {
+  TypeProperty<unsigned int> property(2, "number", IFC_CARD_VAR_READ_WRITE, 0U);
+  TrelTable table("ports", 3, false, 6);
+  {
+    const NewFailure failure(0);
+    EXPECT_THROW(table.addProp(&property, 5), std::bad_alloc);
+  }
+  EXPECT_EQ(property.row, 0U);
+  EXPECT_EQ(property.object, nullptr);
+  EXPECT_TRUE(table.getProperties().empty());
 }
 
 TEST(ObjectProperties, SameIdInAnotherRowIsAccepted) {
