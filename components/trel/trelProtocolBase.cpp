@@ -591,6 +591,33 @@ void leavePendingAmi(const TrelProperty* property) {
   waiting.erase(std::remove(waiting.begin(), waiting.end(), property), waiting.end());
 }
 
+std::size_t waitingEvents() { return pending.ami != nullptr ? pending.ami->properties.size() : 0; }
+
+// Changes on their way from an object to the pending message. When an exception ends the way, those that are not there
+// yet wait in their properties again, for the next scan.
+class TakenEvents {
+ public:
+  explicit TakenEvents(std::vector<TrelProperty*> properties) : taken_(std::move(properties)) {}
+  TakenEvents(const TakenEvents&) = delete;
+  TakenEvents& operator=(const TakenEvents&) = delete;
+  ~TakenEvents() {
+    if (at_ < taken_.size() && waitingEvents() > waitedBefore_) ++at_;  // it is there, and could not be sent
+    for (; at_ < taken_.size(); ++at_)
+      taken_[at_]->eventPending = true;
+  }
+  bool any() const { return at_ < taken_.size(); }
+  TrelProperty* first() {
+    waitedBefore_ = waitingEvents();
+    return taken_[at_];
+  }
+  void firstIsThere() { ++at_; }
+
+ private:
+  std::vector<TrelProperty*> taken_;
+  std::size_t at_ = 0;
+  std::size_t waitedBefore_ = 0;
+};
+
 void deleteAll(std::vector<TrelProperty*>& owned) {
   std::vector<TrelProperty*> leaving;
   leaving.swap(owned);  // out of the engine first: a destructor may look there
@@ -625,8 +652,9 @@ int TrelProtocolBase::eventHandler() {
 int TrelProtocolBase::eventAdd(std::vector<TrelObject*>& eventObjects) {
   int added = 0;
   for (std::size_t i = 0; i < eventObjects.size(); ++i) {
-    for (TrelProperty* property : eventObjects[i]->getPropertiesToEvent()) {
-      addToAmi(property, false);
+    TakenEvents taken(eventObjects[i]->getPropertiesToEvent());
+    for (; taken.any(); taken.firstIsThere()) {
+      addToAmi(taken.first(), false);
       ++added;
     }
   }

@@ -3,10 +3,13 @@
 #include <gtest/gtest.h>
 
 #include <cstddef>
+#include <new>
+#include <stdexcept>
 #include <vector>
 
 #include "support/logCapture.h"
 #include "support/logSelection.h"
+#include "support/operatorNew.h"
 #include "support/recordingEngine.h"
 #include "trel/trelProtocolBase.h"
 
@@ -247,4 +250,47 @@ TEST(EventAdd, CountsAllAlsoWhenTheMessageWasSentForItsSizeMeanwhile) {
   ASSERT_EQ(card.engine.messages.size(), 2U);
   EXPECT_EQ(card.engine.messages[0].bytes.size(), 424U);  // 16 and 51 times 8
   EXPECT_EQ(card.engine.messages[1].bytes.size(), 832U);  // 16 and 102 times 8
+}
+
+TEST(EventAdd, MemoryThatRunsOutAnywhereLosesNoChange) {
+  Card card;
+  card.first->set(1U);
+  card.engine.eventHandler();
+  card.engine.eventHandler();
+  card.engine.forget();
+  std::size_t after = 0;
+  for (bool happened = true; happened; ++after) {
+    card.first->set(card.first->value + 1);
+    card.second->set(card.second->value + 1);
+    for (std::size_t row = 0; row < 2; ++row)
+      card.setSensor(row, static_cast<unsigned char>(after + 1));
+    {
+      const NewFailure failure(after);
+      try {
+        card.engine.eventAdd(card.engine.objects);
+      } catch (const std::bad_alloc&) {
+      }
+      happened = failure.happened();
+    }
+    card.engine.eventAdd(card.engine.objects);
+    card.engine.addToAmi(nullptr, true);
+    ASSERT_EQ(card.engine.messages.size(), after + 1);
+    // 16 of the header, 11 of each number, 8 of each sensor
+    EXPECT_EQ(card.engine.messages[after].bytes.size(), 54U) << after;
+  }
+  EXPECT_GT(after, 2U);
+}
+
+TEST(EventAdd, AnExceptionOfTheTransportLosesNoChangeAndReportsNoneTwice) {
+  Card card(60);
+  card.changeAllSensors();
+  card.engine.whileSending = [](TRELMessage&) { throw std::runtime_error("no network"); };
+  EXPECT_THROW(card.engine.eventAdd(card.engine.objects), std::runtime_error);
+  for (std::size_t row = 0; row < 60; ++row)
+    EXPECT_EQ(card.sensor[row]->eventPending, row >= 51) << row;
+  card.engine.forget();
+  card.engine.whileSending = nullptr;
+  EXPECT_EQ(card.engine.eventAdd(card.engine.objects), 9);
+  card.engine.addToAmi(nullptr, true);
+  EXPECT_EQ(card.engine.messages.back().bytes.size(), 496U);  // 16 and 60 times 8
 }
