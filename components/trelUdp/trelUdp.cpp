@@ -51,13 +51,17 @@ TrelUdpAddress fromSocketAddress(const sockaddr_in& raw) {
   return address;
 }
 
-std::string ipText(unsigned int ip) {
+// Dotted, without a block of memory.
+struct IpText {
+  explicit IpText(unsigned int ip) {
+    in_addr raw;
+    raw.s_addr = htonl(ip);
+    inet_ntop(AF_INET, &raw, text, sizeof text);
+  }
   char text[INET_ADDRSTRLEN] = "";
-  in_addr raw;
-  raw.s_addr = htonl(ip);
-  inet_ntop(AF_INET, &raw, text, sizeof text);
-  return text;
-}
+};
+
+std::string ipText(unsigned int ip) { return IpText(ip).text; }
 
 bool parseIp(const std::string& text, unsigned int& ip) {
   in_addr raw;
@@ -270,7 +274,7 @@ class TrelUdpLink {
   // throws.
   class Operation;
 
-  explicit TrelUdpLink(TrelUdp& owner) : owner_(owner) { tellGuard(); }
+  explicit TrelUdpLink(TrelUdp& owner) : owner_(owner) { tellGuard(allowed_, peer_); }
   ~TrelUdpLink() { close(); }
   TrelUdpLink(const TrelUdpLink&) = delete;
   TrelUdpLink& operator=(const TrelUdpLink&) = delete;
@@ -321,7 +325,7 @@ class TrelUdpLink {
   bool readSpeaker(const std::string& what, const std::string& text, unsigned int& ip);
   bool fitsContexts(const std::string& what, std::vector<TrelUdpGuard::Speaker> all, unsigned int peerIp);
   bool letsThrough(const std::string& what, const TrelUdpRate& rate);
-  void tellGuard();
+  void tellGuard(std::vector<TrelUdpGuard::Speaker> allowed, const TrelUdpAddress& peer);
 
   bool answer(const TRELMessage& response);
   bool report(const TRELMessage& ami);
@@ -578,12 +582,11 @@ bool TrelUdpLink::fitsContexts(const std::string& what, std::vector<TrelUdpGuard
               ") would be allowed to speak, and the engine follows " + std::to_string(TREL_UDP_MAX_PEERS));
 }
 
-// Who may speak now, and as what.
-void TrelUdpLink::tellGuard() {
-  std::vector<TrelUdpGuard::Speaker> speakers = allowed_;
-  if (peer_.port != 0) allow(speakers, peer_.ip, TREL_UDP_ROLE_CARD);
-  if (speakers.empty()) allow(speakers, INADDR_LOOPBACK, TREL_UDP_ROLE_BOTH);
-  guard_.setSpeakers(speakers);
+// Who may speak from now on, and as what. Told before it is kept: an allocator that throws leaves all as it was.
+void TrelUdpLink::tellGuard(std::vector<TrelUdpGuard::Speaker> allowed, const TrelUdpAddress& peer) {
+  if (peer.port != 0) allow(allowed, peer.ip, TREL_UDP_ROLE_CARD);
+  if (allowed.empty()) allow(allowed, INADDR_LOOPBACK, TREL_UDP_ROLE_BOTH);
+  guard_.setSpeakers(allowed);
 }
 
 bool TrelUdpLink::setPeer(const std::string& address, unsigned short port) {
@@ -592,8 +595,8 @@ bool TrelUdpLink::setPeer(const std::string& address, unsigned short port) {
   if (port == 0) return fail("peer " + address + ": port 0");
   wanted.port = port;
   if (!fitsContexts("peer " + wanted.str(), allowed_, wanted.ip)) return false;
+  tellGuard(allowed_, wanted);
   peer_ = wanted;
-  tellGuard();
   return true;
 }
 
@@ -617,8 +620,8 @@ bool TrelUdpLink::setAllowedPeers(const std::vector<TrelUdpAllowedPeer>& allowed
     allow(wanted, ip, peer.role);
   }
   if (!fitsContexts("allowed peers", wanted, peer_.ip)) return false;
+  tellGuard(wanted, peer_);
   allowed_.swap(wanted);
-  tellGuard();
   return true;
 }
 
@@ -930,7 +933,6 @@ TrelUdpLink::Received TrelUdpLink::receiveOne(bool keep) {
   const Received received = receiveInto(lease.bytes, datagram, cut);
   if (received != Received::DATAGRAM) return received;
 
-  ++counters_.received;
   TrelUdpArrival arrival;
   arrival.sender = datagram.address;
   arrival.bytes = datagram.bytes;
@@ -941,6 +943,7 @@ TrelUdpLink::Received TrelUdpLink::receiveOne(bool keep) {
   arrival.kept = kept();
   arrival.now = nanosecondsNow();
   obey(guard_.judge(arrival), datagram);
+  ++counters_.received;  // not one that there is no memory for: it is lost, and nowhere else counted either
   // Everything is in order again before the hook is called: it may throw, or call us.
   owner_.datagramPassed(datagram);
   if (datagram.fate == TREL_UDP_HANDED_OVER) handOver(datagram.bytes, datagram.length, datagram.address);
@@ -1000,14 +1003,16 @@ void TrelUdpLink::obey(const TrelUdpVerdict& verdict, TrelUdpDatagram& datagram)
   }
 }
 
+// Throws nothing: the socket is closed by the destructor too.
 void TrelUdpLink::drop(TrelUdpDrop reason, unsigned long long count, const TrelUdpAddress& lastSender) {
   counters_.dropped[reason] += count;
   dropLog_.add(reason, count);
   if (!trelUdpTrace::isAbove(trelUdpTrace::WARNING_THRESHOLD)) return;
   const unsigned long long told = dropLog_.tell(reason, nanosecondsNow());
   if (told == 0) return;
-  TREL_UDP_WARNING("[WARNING] %s:%d (%s) - dropped %llu since the last such line, the last from %s: %s", TREL_UDP_HERE,
-                   told, lastSender.str().c_str(), trelUdpDropText(reason));
+  TREL_UDP_WARNING("[WARNING] %s:%d (%s) - dropped %llu since the last such line, the last from %s:%u: %s",
+                   TREL_UDP_HERE, told, IpText(lastSender.ip).text, static_cast<unsigned int>(lastSender.port),
+                   trelUdpDropText(reason));
 }
 
 // False: none was kept.

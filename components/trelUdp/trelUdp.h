@@ -215,7 +215,7 @@ struct TREL_UDP_API TrelUdpResult {
 // What went through the socket, since construction.
 //   received = handedOver + replies + all of `dropped` + kept(), between calls
 struct TREL_UDP_API TrelUdpCounters {
-  unsigned long long received = 0;                         // datagrams, whatever became of them
+  unsigned long long received = 0;                         // datagrams, but those that there was no memory for
   unsigned long long handedOver = 0;                       // given to the engine by handleDatagrams
   unsigned long long replies = 0;                          // taken as the awaited reply of a request
   unsigned long long dropped[TREL_UDP_DROP_REASONS] = {};  // by TrelUdpDrop

@@ -97,3 +97,25 @@ TEST_F(UdpDropLines, TellOfAKeptDatagramWhoseSenderMaySendItNoMore) {
   EXPECT_EQ(station.handleDatagrams(), 1);
   EXPECT_EQ(log.brief(), std::vector<std::string>{lineOf("1", port, "sender may not send this")});
 }
+
+// The address of the sender is longer than what a std::string holds in itself: where the line needed a block, a station
+// would end the process when it goes while memory runs out.
+TEST_F(UdpDropLines, TellOfKeptDatagramsThatWereDroppedWithTheStation) {
+  PlainSocket far("127.100.100.100");
+  {
+    Station another(false);
+    ASSERT_TRUE(another.open("0.0.0.0"));
+    ASSERT_TRUE(another.setPeer("127.0.0.1", peer.port()));
+    ASSERT_TRUE(another.setAllowedPeers({"127.100.100.100"}));
+    another.onRequestSent = [&] {
+      far.send("4F544E31 01 01 0007"_hex, another.port());
+      peer.send("4F544E31 01 03 0001 00 0000"_hex, another.port());
+    };
+    EXPECT_EQ(another.readTemperature(), 1);
+    EXPECT_EQ(another.kept(), 1U);
+  }
+  EXPECT_EQ(log.brief(),
+            std::vector<std::string>{"4 [WARNING] trelUdp (drop) - dropped 1 since the last such line, the last from "
+                                     "127.100.100.100:" +
+                                     std::to_string(far.port()) + ": was kept when the socket was closed"});
+}

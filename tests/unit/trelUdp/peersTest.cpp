@@ -2,12 +2,15 @@
 
 #include <gtest/gtest.h>
 
+#include <cstddef>
+#include <new>
 #include <string>
 #include <vector>
 
 #include "plainSocket.h"
 #include "station.h"
 #include "support/logCapture.h"
+#include "support/operatorNew.h"
 
 namespace {
 
@@ -144,6 +147,52 @@ TEST(UdpPeers, ThePeerCountsAmongTheFive) {
       "be allowed to speak, and the engine follows 5");
   EXPECT_EQ(udp.peer().str(), "10.0.0.9:4000") << "a refused peer changes nothing";
   EXPECT_TRUE(udp.setPeer("10.0.0.2", 4001)) << "another of the five";
+}
+
+// Neither at once nor later, when who may speak is put together anew.
+TEST(UdpPeers, AListThatThereIsNoMemoryForChangesNothing) {
+  const std::vector<TrelUdpAllowedPeer> list = {"10.0.0.1", "10.0.0.2"};
+  bool happened = true;
+  std::size_t after = 0;
+  for (; happened && after < 100; ++after) {
+    TrelUdp udp;
+    ASSERT_TRUE(udp.setPeer("10.0.0.9", 4000));
+    {
+      const NewFailure failure(after);
+      try {
+        udp.setAllowedPeers(list);
+      } catch (const std::bad_alloc&) {
+      }
+      happened = failure.happened();
+    }
+    EXPECT_EQ(allows(udp, ip(10, 0, 0, 1)), !happened) << after;
+    ASSERT_TRUE(udp.setPeer("10.0.0.9", 4001));
+    EXPECT_EQ(allows(udp, ip(10, 0, 0, 1)), !happened) << after;
+  }
+  EXPECT_GT(after, 2U);
+  EXPECT_FALSE(happened);
+}
+
+TEST(UdpPeers, APeerThatThereIsNoMemoryForChangesNothing) {
+  bool happened = true;
+  std::size_t after = 0;
+  for (; happened && after < 100; ++after) {
+    TrelUdp udp;
+    ASSERT_TRUE(udp.setAllowedPeers({"10.0.0.1"}));
+    ASSERT_TRUE(udp.setPeer("10.0.0.9", 4000));
+    {
+      const NewFailure failure(after);
+      try {
+        udp.setPeer("10.0.0.8", 4000);
+      } catch (const std::bad_alloc&) {
+      }
+      happened = failure.happened();
+    }
+    EXPECT_EQ(udp.peer().str(), happened ? "10.0.0.9:4000" : "10.0.0.8:4000") << after;
+    EXPECT_EQ(allows(udp, ip(10, 0, 0, 8)), !happened) << after;
+  }
+  EXPECT_GT(after, 2U);
+  EXPECT_FALSE(happened);
 }
 
 TEST(UdpPeers, AnAddressThatIsNamedTwiceCountsOnce) {

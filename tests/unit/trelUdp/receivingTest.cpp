@@ -6,6 +6,8 @@
 
 #include <cerrno>
 #include <chrono>
+#include <cstddef>
+#include <new>
 #include <string>
 #include <vector>
 
@@ -13,6 +15,7 @@
 #include "socketFaults.h"
 #include "station.h"
 #include "support/logCapture.h"
+#include "support/operatorNew.h"
 
 namespace {
 
@@ -248,6 +251,35 @@ TEST(UdpReceiving, TheCountersAddUp) {
   EXPECT_EQ(station.counters().handedOver, 1U);
   EXPECT_EQ(station.counters().droppedInAll(), 2U);
   EXPECT_TRUE(station.countersAddUp());
+}
+
+// What there is no memory for is lost, a reply or a datagram that has to be kept.
+TEST(UdpReceiving, TheCountersAddUpWhereverMemoryRunsOut) {
+  bool happened = true;
+  std::size_t after = 0;
+  for (; happened && after < 500; ++after) {
+    Station station;
+    PlainSocket peer;
+    ASSERT_TRUE(station.setPeer("127.0.0.1", peer.port()));
+    ASSERT_TRUE(station.setAllowedPeers({"127.0.0.1"}));
+    station.setReplyTimeout(0);
+    station.onRequestSent = [&] {
+      peer.send("4F544E31 01 01 0007 | 10800001 01 0004 00000000"_hex, station.port());
+      peer.send("4F544E31 01 03 0001 00 0000 | 10800001 01 0004 00000063"_hex, station.port());
+    };
+    {
+      const NewFailure failure(after);
+      try {
+        station.readTemperature();
+        station.handleDatagrams();
+      } catch (const std::bad_alloc&) {
+      }
+      happened = failure.happened();
+    }
+    ASSERT_TRUE(station.countersAddUp()) << after;
+  }
+  EXPECT_GT(after, 10U);
+  EXPECT_FALSE(happened);
 }
 
 // ----- errors of the system's calls -----
