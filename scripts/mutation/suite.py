@@ -12,8 +12,8 @@ from dataclasses import dataclass
 EXCLUDED = [
     (r"trelUdp|scenarioUdp|^Demo\.", "depends on sockets and on the clock"),
     (r"^(Corpus|Simulation|Soak)\.|[fF]uzz", "replays datagrams or simulates traffic: long, and no rule of its own"),
-    (r"^[aA]llocation(Loop|Sweep)|[aA]llocationLoop", "repeats everything for every allocation: long, and no rule of its own"),
-    (r"^(HookOverride|Install|Consumer|ExportedSymbols|CompileFail)", "builds or looks at a library of its own"),
+    (r"^EveryAllocation\.", "repeats all other tests with memory running out: long, and no rule of its own"),
+    (r"^(HookOverride|Install|Consumer|ExportedSymbols|CompileFail|FillPattern)", "builds or looks at a library of its own"),
 ]
 LONGEST = 20.0  # seconds: a single test above it is left out
 
