@@ -96,12 +96,26 @@ def ctest(preset, *arguments):
 NOT_ABOUT_BEHAVIOUR = "^(HookOverride|Install|Consumer|ExportedSymbols|Package|Hardening|CompileFail|EveryAllocation|Simulation|Soak|Corpus)"
 
 
+# Each target on its corpus, then for so many seconds on inputs of its own; ends at the first find.
+FUZZ_UNTIL_A_FIND = """
+for how in -runs=0 -max_total_time="$1"; do
+  for source in tests/fuzz/*.cpp; do
+    target=$(basename "$source" .cpp)
+    [[ $target != replayMain ]] || continue
+    mkdir -p build/fuzz/planted/"$target"
+    build/fuzz/tests/fuzz/"$target" "$how" -artifact_prefix=build/fuzz/planted/ -dict=tests/fuzz/trel.dict \\
+      build/fuzz/planted/"$target" tests/fuzz/corpus/"$target" || exit 1
+  done
+done
+"""
+
+
 def tools(seconds):
     return [
         Tool("tests", "release", ["all"], ctest("release", "-E", NOT_ABOUT_BEHAVIOUR)),
         Tool("sanitizers", "asan", ["all"], ctest("asan", "-E", NOT_ABOUT_BEHAVIOUR)),
         Tool("allocation", "release", ["all"], ctest("release", "-R", "^EveryAllocation", "--no-tests=error")),
-        Tool("fuzz", "fuzz", ["trelFuzzTargets"], ["scripts/fuzz", str(seconds)]),
+        Tool("fuzz", "fuzz", ["trelFuzzTargets"], ["bash", "-c", FUZZ_UNTIL_A_FIND, "fuzz", str(max(seconds // 12, 1))]),
         Tool("simulation", "release", ["all"], ["scripts/simulate", str(seconds)]),
     ]
 
@@ -178,6 +192,16 @@ def cell(found):
     return "-" if found is None else f"{found:.1f}" if isinstance(found, float) else found
 
 
+def write_report(rows, used):
+    """The table so far, as lines; also left in a file after each fault, because a run takes long."""
+    report = ["| fault | in the field | " + " | ".join(tool.name for tool in used) + " |",
+              "| --- | --- |" + " ---: |" * len(used)]
+    report += [f"| {name} | {meaning} | " + " | ".join(cell(value) for value in values) + " |"
+               for name, meaning, values in rows]
+    (WORK / "report.md").write_text("\n".join(report) + "\n", encoding="utf-8")
+    return report
+
+
 def main():
     parser = argparse.ArgumentParser(prog="scripts/planted-faults", add_help=True)
     parser.add_argument("--list", action="store_true")
@@ -234,14 +258,10 @@ def main():
         finally:
             path.write_text(before, encoding="utf-8")
         rows.append((name, meaning, [found.get(tool.name, "") for tool in used]))
+        report = write_report(rows, used)
         if not any(isinstance(value, float) for value in found.values()):
             unseen.append(name)
 
-    report = ["| fault | in the field | " + " | ".join(tool.name for tool in used) + " |",
-              "| --- | --- |" + " ---: |" * len(used)]
-    report += [f"| {name} | {meaning} | " + " | ".join(cell(value) for value in values) + " |"
-               for name, meaning, values in rows]
-    (WORK / "report.md").write_text("\n".join(report) + "\n", encoding="utf-8")
     print("\nseconds until a tool complained; - when it did not\n")
     print("\n".join(report))
     if unseen:
