@@ -12,7 +12,7 @@
 #include <chrono>
 #include <climits>
 #include <cstring>
-#include <deque>
+#include <list>
 #include <system_error>
 #include <utility>
 
@@ -32,6 +32,13 @@ unsigned short u16At(const char* bytes, unsigned int index) {
 }
 
 unsigned char versionOf(const char* bytes) { return static_cast<unsigned char>(bytes[4]); }
+unsigned char actionOf(const char* bytes) { return static_cast<unsigned char>(bytes[5]); }
+unsigned short msgIdOf(const char* bytes) { return u16At(bytes, 6); }
+
+// The action of the answer to a datagram, its kind known or not.
+unsigned char answerTo(unsigned char action) {
+  return action == TREL_ACTION_READ ? TREL_ACTION_READ_RESPONSE : TREL_ACTION_WRITE_RESPONSE;
+}
 
 // ----- addresses -----
 
@@ -189,6 +196,19 @@ bool cutIntoParts(const TRELMessage& ami, std::size_t length, std::size_t limit,
   return at == length;
 }
 
+// ----- the socket and the clock -----
+
+// The least that a datagram takes of a socket's receive buffer, even an empty one: the system counts what it needs itself.
+constexpr unsigned int LEAST_OF_A_DATAGRAM = 256;
+
+// How many datagrams can be waiting in a socket, and some more.
+unsigned int mostWaiting(int fd) {
+  int bytes = 0;
+  socklen_t bytesLen = sizeof bytes;
+  if (::getsockopt(fd, SOL_SOCKET, SO_RCVBUF, &bytes, &bytesLen) != 0 || bytes < 0) bytes = 0;
+  return TREL_UDP_MAX_KEPT + static_cast<unsigned int>(bytes) / LEAST_OF_A_DATAGRAM;
+}
+
 unsigned long long nanosecondsNow() {
   return static_cast<unsigned long long>(
       std::chrono::duration_cast<std::chrono::nanoseconds>(Clock::now().time_since_epoch()).count());
@@ -315,6 +335,7 @@ class TrelUdpLink {
   struct Wait;
   struct KeptDatagram {
     TrelUdpAddress sender;
+    unsigned long long naming = 0;
     std::string bytes;
   };
   enum class Received { NOTHING, DATAGRAM, FAILED };
@@ -328,12 +349,14 @@ class TrelUdpLink {
   void tellGuard(std::vector<TrelUdpGuard::Speaker> allowed, const TrelUdpAddress& peer);
 
   bool answer(const TRELMessage& response);
+  bool answerThatItFailed(const TRELMessage& response, const TrelUdpAddress& asker, std::vector<char>& buffer);
   bool report(const TRELMessage& ami);
   bool reportInParts(const TRELMessage& ami, const TrelUdpAddress& to, std::vector<char>& bytes);
   void watchGrowth(const TRELMessage& ami);
   bool ask(const TRELMessage& request);
   bool mayAsk(const TRELMessage& request);
   bool write(const TRELMessage& message, const TrelUdpAddress& to, std::vector<char>& buffer);
+  bool fits(const TRELMessage& message, const TrelUdpAddress& to, int& length);
   bool transmit(const std::vector<char>& bytes, const TrelUdpAddress& to, unsigned long long& counter);
   bool transmitDatagram(const char* bytes, std::size_t length, const TrelUdpAddress& to, unsigned long long& counter);
   void discardEarlierReplies();
@@ -342,8 +365,11 @@ class TrelUdpLink {
 
   Received receiveOne(bool keep);
   Received receiveInto(std::vector<char>& buffer, TrelUdpDatagram& datagram, bool& cut);
+  Received receiveFailed();
   void obey(const TrelUdpVerdict& verdict, TrelUdpDatagram& datagram);
-  void drop(TrelUdpDrop reason, unsigned long long count, const TrelUdpAddress& lastSender);
+  void drop(TrelUdpDrop reason, const TrelUdpAddress& sender);
+  void tellDrops(TrelUdpDrop reason, unsigned long long now);
+  void tellOldDrops();
   bool handleOldestKept();
   void handOver(const char* bytes, unsigned int length, const TrelUdpAddress& sender);
 
@@ -355,6 +381,7 @@ class TrelUdpLink {
   std::vector<TrelUdpGuard::Speaker> allowed_;  // as setAllowedPeers was told, without the peer
   TrelUdpGuard guard_;
   TrelUdpDropLog dropLog_;
+  TrelUdpAddress lastDropped_[TREL_UDP_DROP_REASONS];
   unsigned int amiLimit_ = TREL_UDP_AMI_LIMIT;
   unsigned int replyTimeout_ = 1000;
   unsigned int readRetries_ = 2;
@@ -368,6 +395,10 @@ class TrelUdpLink {
   Operation* operation_ = nullptr;
   Serving* serving_ = nullptr;
   Wait* wait_ = nullptr;
+  // How many of them there are, one inside the other.
+  unsigned int waits_ = 0;
+  unsigned int handling_ = 0;   // calls of handleDatagrams
+  unsigned int receiving_ = 0;  // datagrams that hooks and the engine are looking at
 
   // The engine's pending autonomous message, once it was seen sent for its size. Its address is compared, never
   // followed.
@@ -377,7 +408,8 @@ class TrelUdpLink {
     unsigned int sendings = 0;  // for its size, since it was empty
   } growth_;
 
-  std::deque<KeptDatagram> kept_;
+  std::list<KeptDatagram> kept_;
+  std::list<KeptDatagram> arriving_;  // one at most: the place of the next one that is kept or is a reply
   // Buffers kept from call to call; taken out while a call uses them.
   std::vector<char> receiveBuffer_;
   std::vector<char> sendBuffer_;
@@ -399,6 +431,18 @@ class BufferLease {
 
  private:
   std::vector<char>& place_;
+};
+
+// Counts the calls that are inside each other.
+class Level {
+ public:
+  explicit Level(unsigned int& count) : count_(count) { ++count_; }
+  ~Level() { --count_; }
+  Level(const Level&) = delete;
+  Level& operator=(const Level&) = delete;
+
+ private:
+  unsigned int& count_;
 };
 
 }  // namespace
@@ -428,7 +472,8 @@ class TrelUdpLink::Operation {
     return done;
   }
 
-  bool sending = false;  // its request has reached the transport; a further request is another one's
+  // Its request has reached the transport; a further request is another one's.
+  bool sending = false;
   TrelUdpResult result;
 
  private:
@@ -439,18 +484,31 @@ class TrelUdpLink::Operation {
 // The engine is handling a datagram: where its answer goes.
 class TrelUdpLink::Serving {
  public:
-  Serving(TrelUdpLink& link, const TrelUdpAddress& sender)
-      : asker(sender), askerIp(ipText(sender.ip)), link_(link), outer_(link.serving_) {
+  Serving(TrelUdpLink& link, const TrelUdpAddress& sender, const char* bytes)
+      : asker(sender),
+        askerIp(ipText(sender.ip)),
+        msgId_(msgIdOf(bytes)),
+        action_(answerTo(actionOf(bytes))),
+        link_(link),
+        outer_(link.serving_) {
     link_.serving_ = this;
   }
   ~Serving() { link_.serving_ = outer_; }
   Serving(const Serving&) = delete;
   Serving& operator=(const Serving&) = delete;
 
+  // As far as an answer tells whom it is for.
+  bool isAnsweredBy(const TRELMessage& response) const {
+    return !answered && response.sender == askerIp && response.msgId == msgId_ && response.action == action_;
+  }
+
   const TrelUdpAddress asker;
   const std::string askerIp;  // as the engine is told it
+  bool answered = false;      // a datagram has one answer
 
  private:
+  const unsigned short msgId_;
+  const unsigned char action_;
   TrelUdpLink& link_;
   Serving* outer_;
 };
@@ -467,9 +525,14 @@ struct TrelUdpLink::Wait : TrelUdpAwaited {
     replyAction = request.action + 2U;
     if (operation != nullptr) operation->sending = true;
     link.wait_ = this;
+    ++link.waits_;
   }
   ~Wait() {
+    --link.waits_;
     link.wait_ = outerWait;
+    // The engine gives an operation up when its request gets no reply: a further one of it shows that this was made by a
+    // hook before.
+    if (operation != nullptr && !answered) operation->sending = false;
     (operation != nullptr ? operation->result : link.lastResult_) = std::move(result);
   }
   Wait(const Wait&) = delete;
@@ -547,8 +610,14 @@ void TrelUdpLink::close() {
   ::close(fd_);
   fd_ = -1;
   address_ = TrelUdpAddress();
-  if (!kept_.empty()) drop(TREL_UDP_DROP_CLOSED, kept_.size(), kept_.back().sender);
+  for (const KeptDatagram& datagram : kept_) {
+    guard_.dropKept(datagram.sender, datagram.naming);
+    ++counters_.dropped[TREL_UDP_DROP_CLOSED];
+    dropLog_.add(TREL_UDP_DROP_CLOSED, 1);
+    lastDropped_[TREL_UDP_DROP_CLOSED] = datagram.sender;
+  }
   kept_.clear();
+  tellDrops(TREL_UDP_DROP_CLOSED, nanosecondsNow());
 }
 
 bool TrelUdpLink::fail(const std::string& what) {
@@ -675,12 +744,29 @@ bool TrelUdpLink::send(const TRELMessage& message) {
 bool TrelUdpLink::answer(const TRELMessage& response) {
   // The engine gives an answer the sender that it was told with the datagram. Its error answer to a reply of ours has
   // none, and must not go to whoever is being served around that call.
-  if (serving_ == nullptr || response.sender != serving_->askerIp) {
+  if (serving_ == nullptr || !serving_->isAnsweredBy(response)) {
     return failSending("response " + std::to_string(response.msgId) + ": answers no datagram that is being handled");
   }
   const TrelUdpAddress asker = serving_->asker;
+  serving_->answered = true;
   BufferLease lease(sendBuffer_);
-  return write(response, asker, lease.bytes) && transmit(lease.bytes, asker, counters_.responsesSent);
+  int length = 0;
+  if (!fits(response, asker, length)) return answerThatItFailed(response, asker, lease.bytes);
+  lease.bytes.resize(static_cast<std::size_t>(length));
+  if (!response.serialize(lease.bytes.data(), length)) return answerThatItFailed(response, asker, lease.bytes);
+  return transmit(lease.bytes, asker, counters_.responsesSent);
+}
+
+// An answer whose values cannot be written says so: whoever asked would wait for nothing, and ask again.
+bool TrelUdpLink::answerThatItFailed(const TRELMessage& response, const TrelUdpAddress& asker,
+                                     std::vector<char>& buffer) {
+  fail("response " + std::to_string(response.msgId) + " to " + asker.str() +
+       ": its values cannot be serialized, RESULT CANNOT EXEC is sent instead; the engine's ERROR lines tell why");
+  TRELResponse bare((std::string()));
+  bare.action = response.action;
+  bare.msgId = response.msgId;
+  bare.result = RESULT_CANNOT_EXEC;
+  return write(bare, asker, buffer) && transmit(buffer, asker, counters_.responsesSent);
 }
 
 bool TrelUdpLink::report(const TRELMessage& ami) {
@@ -786,7 +872,7 @@ bool TrelUdpLink::ask(const TRELMessage& request) {
 
   const unsigned int retries = request.action == TREL_ACTION_READ ? readRetries_ : writeRetries_;
   for (unsigned long long again = 0; again <= retries && !wait.answered; ++again) {
-    wait.end(TREL_UDP_NO_REPLY, RESULT_NOT_RECEIVED, noReplyText(wait.peer, replyTimeout_, again + 1));
+    wait.end(TREL_UDP_NO_REPLY, RESULT_NOT_RECEIVED, "an exception ended the wait for the reply of " + wait.peer.str());
     if (!transmit(lease.bytes, wait.peer, again == 0 ? counters_.requestsSent : counters_.requestsSentAgain)) {
       if (again == 0) wait.end(TREL_UDP_NOT_SENT, RESULT_NOT_SEND, errorText_);
       if (again > 0) wait.end(TREL_UDP_SOCKET_ERROR, RESULT_NOT_RECEIVED, errorText_);
@@ -797,7 +883,10 @@ bool TrelUdpLink::ask(const TRELMessage& request) {
       return false;
     }
   }
-  if (!wait.answered) return fail(wait.result.error);
+  if (!wait.answered) {
+    wait.end(TREL_UDP_NO_REPLY, RESULT_NOT_RECEIVED, noReplyText(wait.peer, replyTimeout_, retries + 1ULL));
+    return fail(wait.result.error);
+  }
   wait.judgeReply(request);
   owner_.replyBuffer = std::move(wait.reply);
   return true;
@@ -805,18 +894,35 @@ bool TrelUdpLink::ask(const TRELMessage& request) {
 
 bool TrelUdpLink::mayAsk(const TRELMessage& request) {
   const bool isRequest = request.action == TREL_ACTION_READ || request.action == TREL_ACTION_WRITE;
-  if (isRequest && peer_.port != 0) return true;
-  const std::string why =
-      isRequest ? "there is no peer" : "action " + std::to_string(request.action) + " is no request";
+  const bool isTooDeep = waits_ > TREL_UDP_MAX_NESTING;  // its own wait counts already
+  if (isRequest && peer_.port != 0 && !isTooDeep) return true;
+  std::string why = "there is no peer";
+  if (isTooDeep) why = std::to_string(TREL_UDP_MAX_NESTING) + " requests wait already, one inside the other";
+  if (!isRequest) why = "action " + std::to_string(request.action) + " is no request";
   return failSending("request " + std::to_string(request.msgId) + ": " + why);
 }
 
 bool TrelUdpLink::write(const TRELMessage& message, const TrelUdpAddress& to, std::vector<char>& buffer) {
-  if (message.headerLen < TREL_HEADER_LEN) return failSending("send to " + to.str() + ": the message has no header");
-  const int length = message.headerLen + message.sizeOfTlvs();
+  int length = 0;
+  if (!fits(message, to, length)) {
+    ++counters_.notSent;
+    return false;
+  }
   buffer.resize(static_cast<std::size_t>(length));
   if (message.serialize(buffer.data(), length)) return true;
   return failSending("send to " + to.str() + ": the message cannot be serialized; the engine's ERROR lines tell why");
+}
+
+// Whether there is a buffer for it, before one is asked for. False, with errorText: there is none.
+bool TrelUdpLink::fits(const TRELMessage& message, const TrelUdpAddress& to, int& length) {
+  if (message.headerLen < TREL_HEADER_LEN) return fail("send to " + to.str() + ": the message has no header");
+  const unsigned long long bytes =
+      static_cast<unsigned long long>(message.headerLen) + static_cast<unsigned long long>(message.sizeOfTlvs());
+  if (bytes > INT_MAX) {
+    return fail("send to " + to.str() + ": a message of " + std::to_string(bytes) + " bytes or more is too long");
+  }
+  length = static_cast<int>(bytes);
+  return true;
 }
 
 // A message that is one datagram.
@@ -854,7 +960,9 @@ bool TrelUdpLink::failSending(const std::string& what) {
 // What is in the socket before the request leaves cannot be its reply, whatever id it bears: the id of a request that
 // was given up may be in use again.
 void TrelUdpLink::discardEarlierReplies() {
-  for (unsigned int looked = 0; fd_ >= 0 && looked < TREL_UDP_MAX_KEPT; ++looked) {
+  // No more than can have been there: a flood must not hold the request.
+  const unsigned int most = mostWaiting(fd_);
+  for (unsigned int looked = 0; fd_ >= 0 && looked < most; ++looked) {
     if (receiveOne(true) != Received::DATAGRAM) return;
   }
 }
@@ -864,13 +972,14 @@ bool TrelUdpLink::awaitReply(Wait& wait) {
   const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(replyTimeout_);
   // What is there already when the time is over is still looked at, because the process may have slept; but a flood
   // ends.
+  const unsigned int most = mostWaiting(fd_);
   unsigned int afterDeadline = 0;
   while (!wait.answered) {
     const Received received = receiveOne(true);
     if (wait.answered) break;
     if (received == Received::FAILED) return false;
     const bool over = Clock::now() >= deadline;
-    if (over && (received == Received::NOTHING || ++afterDeadline >= TREL_UDP_MAX_KEPT)) {
+    if (over && (received == Received::NOTHING || ++afterDeadline >= most)) {
       ++counters_.timeOuts;
       break;
     }
@@ -894,6 +1003,9 @@ bool TrelUdpLink::pollUntil(Clock::time_point deadline) {
 // ----- receiving -----------------------------------------------------------------------------------------------------
 
 bool TrelUdpLink::waitForDatagram(unsigned int milliseconds) {
+  if (handling_ >= TREL_UDP_MAX_NESTING) {
+    return fail("wait: " + std::to_string(handling_) + " calls of handleDatagrams, one inside the other, are all");
+  }
   if (!kept_.empty()) return true;
   if (fd_ < 0) return fail("wait: the socket is not open");
   const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(milliseconds);
@@ -913,6 +1025,8 @@ bool TrelUdpLink::waitForDatagram(unsigned int milliseconds) {
 }
 
 int TrelUdpLink::handleDatagrams(unsigned int limit) {
+  if (handling_ >= TREL_UDP_MAX_NESTING) return 0;
+  const Level level(handling_);
   unsigned int taken = 0;
   while (taken < limit) {
     if (!handleOldestKept()) {
@@ -922,16 +1036,23 @@ int TrelUdpLink::handleDatagrams(unsigned int limit) {
     }
     ++taken;
   }
+  tellOldDrops();
   return static_cast<int>(taken);
 }
 
 // Takes one datagram out of the socket and does with it what is due: `keep` puts off what is for the engine.
 TrelUdpLink::Received TrelUdpLink::receiveOne(bool keep) {
   BufferLease lease(receiveBuffer_);
+  const Level level(receiving_);
   TrelUdpDatagram datagram = {TREL_UDP_HANDED_OVER, TREL_UDP_DROP_CUT, TrelUdpAddress(), nullptr, 0};
   bool cut = false;
   const Received received = receiveInto(lease.bytes, datagram, cut);
   if (received != Received::DATAGRAM) return received;
+  if (wait_ !=
+      nullptr) {  // for what is kept or a reply; before it is judged and counted: there may be no memory for it
+    if (arriving_.empty()) arriving_.emplace_back();
+    arriving_.front().bytes.assign(datagram.bytes, datagram.length);
+  }
 
   TrelUdpArrival arrival;
   arrival.sender = datagram.address;
@@ -943,7 +1064,7 @@ TrelUdpLink::Received TrelUdpLink::receiveOne(bool keep) {
   arrival.kept = kept();
   arrival.now = nanosecondsNow();
   obey(guard_.judge(arrival), datagram);
-  ++counters_.received;  // not one that there is no memory for: it is lost, and nowhere else counted either
+  ++counters_.received;
   // Everything is in order again before the hook is called: it may throw, or call us.
   owner_.datagramPassed(datagram);
   if (datagram.fate == TREL_UDP_HANDED_OVER) handOver(datagram.bytes, datagram.length, datagram.address);
@@ -955,7 +1076,14 @@ TrelUdpLink::Received TrelUdpLink::receiveInto(std::vector<char>& buffer, TrelUd
     fail("receive: the socket is not open");
     return Received::FAILED;
   }
-  if (buffer.size() < TREL_UDP_RECEIVE_LEN) buffer.resize(TREL_UDP_RECEIVE_LEN);
+  std::size_t wanted = TREL_UDP_RECEIVE_LEN;
+  if (receiving_ > 1) {
+    // The large buffer is in use by the call around this one: another is taken, no larger than the next datagram.
+    const ssize_t waiting = ::recv(fd_, nullptr, 0, MSG_PEEK | MSG_TRUNC | MSG_DONTWAIT);
+    if (waiting < 0) return receiveFailed();
+    wanted = static_cast<std::size_t>(waiting) + 1;
+  }
+  if (buffer.size() < wanted) buffer.resize(wanted);
   sockaddr_in sender;
   std::memset(&sender, 0, sizeof sender);
   iovec place;
@@ -971,13 +1099,7 @@ TrelUdpLink::Received TrelUdpLink::receiveInto(std::vector<char>& buffer, TrelUd
     header.msg_iovlen = 1;
     length = ::recvmsg(fd_, &header, MSG_DONTWAIT);
   } while (length < 0 && errno == EINTR);
-  if (length < 0) {
-    const int error = errno;
-    if (error == EAGAIN || error == EWOULDBLOCK) return Received::NOTHING;
-    ++counters_.receiveErrors;
-    fail("receive at " + address_.str() + ": " + errnoText(error));
-    return Received::FAILED;
-  }
+  if (length < 0) return receiveFailed();
   datagram.address = fromSocketAddress(sender);
   datagram.bytes = buffer.data();
   datagram.length = static_cast<unsigned int>(length);
@@ -985,34 +1107,59 @@ TrelUdpLink::Received TrelUdpLink::receiveInto(std::vector<char>& buffer, TrelUd
   return Received::DATAGRAM;
 }
 
-// All of a verdict but what may call the engine or a hook.
+// By errno, whether there is nothing or something is wrong.
+TrelUdpLink::Received TrelUdpLink::receiveFailed() {
+  const int error = errno;
+  if (error == EAGAIN || error == EWOULDBLOCK || error == EINTR) return Received::NOTHING;
+  ++counters_.receiveErrors;
+  fail("receive at " + address_.str() + ": " + errnoText(error));
+  return Received::FAILED;
+}
+
+// All of a verdict but what may call the engine or a hook. Asks for no memory, so that what is counted has happened.
 void TrelUdpLink::obey(const TrelUdpVerdict& verdict, TrelUdpDatagram& datagram) {
   datagram.fate = verdict.fate;
   datagram.drop = verdict.drop;
   if (verdict.fate == TREL_UDP_REPLY) {
     Wait* const wait = static_cast<Wait*>(verdict.reply);
-    wait->reply.assign(datagram.bytes, datagram.length);
+    wait->reply.swap(arriving_.front().bytes);
     wait->answered = true;
     ++counters_.replies;
   } else if (verdict.fate == TREL_UDP_KEPT) {
-    kept_.push_back({datagram.address, std::string(datagram.bytes, datagram.length)});
+    arriving_.front().sender = datagram.address;
+    arriving_.front().naming = verdict.naming;
+    kept_.splice(kept_.end(), arriving_);
   } else if (verdict.fate == TREL_UDP_HANDED_OVER) {
     ++counters_.handedOver;
   } else {
-    drop(verdict.drop, 1, datagram.address);
+    drop(verdict.drop, datagram.address);
   }
 }
 
-// Throws nothing: the socket is closed by the destructor too.
-void TrelUdpLink::drop(TrelUdpDrop reason, unsigned long long count, const TrelUdpAddress& lastSender) {
-  counters_.dropped[reason] += count;
-  dropLog_.add(reason, count);
+void TrelUdpLink::drop(TrelUdpDrop reason, const TrelUdpAddress& sender) {
+  ++counters_.dropped[reason];
+  dropLog_.add(reason, 1);
+  lastDropped_[reason] = sender;
+  if (trelUdpTrace::isAbove(trelUdpTrace::WARNING_THRESHOLD)) tellDrops(reason, nanosecondsNow());
+}
+
+// Those of a reason, when it is time for a line. Without a block of memory: a station that goes drops what it has kept.
+void TrelUdpLink::tellDrops(TrelUdpDrop reason, unsigned long long now) {
   if (!trelUdpTrace::isAbove(trelUdpTrace::WARNING_THRESHOLD)) return;
-  const unsigned long long told = dropLog_.tell(reason, nanosecondsNow());
+  const unsigned long long told = dropLog_.tell(reason, now);
   if (told == 0) return;
   TREL_UDP_WARNING("[WARNING] %s:%d (%s) - dropped %llu since the last such line, the last from %s:%u: %s",
-                   TREL_UDP_HERE, told, IpText(lastSender.ip).text, static_cast<unsigned int>(lastSender.port),
-                   trelUdpDropText(reason));
+                   TREL_UDP_HERE, told, IpText(lastDropped_[reason].ip).text,
+                   static_cast<unsigned int>(lastDropped_[reason].port), trelUdpDropText(reason));
+}
+
+// What was dropped less than a second after a line, and nothing behind it.
+void TrelUdpLink::tellOldDrops() {
+  if (!trelUdpTrace::isAbove(trelUdpTrace::WARNING_THRESHOLD)) return;
+  const unsigned long long now = nanosecondsNow();
+  for (unsigned int reason = 0; reason < TREL_UDP_DROP_REASONS; ++reason) {
+    tellDrops(static_cast<TrelUdpDrop>(reason), now);
+  }
 }
 
 // False: none was kept.
@@ -1020,18 +1167,18 @@ bool TrelUdpLink::handleOldestKept() {
   if (kept_.empty()) return false;
   const KeptDatagram datagram = std::move(kept_.front());
   kept_.pop_front();
-  const TrelUdpVerdict verdict = guard_.judgeKept(datagram.sender, datagram.bytes.data());
+  const TrelUdpVerdict verdict = guard_.judgeKept(datagram.sender, datagram.naming, datagram.bytes.data());
   if (verdict.fate == TREL_UDP_HANDED_OVER) {
     ++counters_.handedOver;
     handOver(datagram.bytes.data(), static_cast<unsigned int>(datagram.bytes.size()), datagram.sender);
   } else {
-    drop(verdict.drop, 1, datagram.sender);
+    drop(verdict.drop, datagram.sender);
   }
   return true;
 }
 
 void TrelUdpLink::handOver(const char* bytes, unsigned int length, const TrelUdpAddress& sender) {
-  const Serving serving(*this, sender);
+  Serving serving(*this, sender, bytes);
   owner_.handleTrelMsg(static_cast<int>(length), bytes, serving.askerIp.c_str());
 }
 

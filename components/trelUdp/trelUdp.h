@@ -25,10 +25,10 @@
 //   autonomous message   to the event receiver (setEventReceiver), in several datagrams when it is large
 //
 // Large autonomous messages
-//   The engine puts no bound on an autonomous message, and most networks carry 1200 bytes whole. A longer one (setAmiLimit) goes
-//   as several datagrams, its parts: each a message of its own for the receiver, with the header of the whole, so that all have
-//   its message id and its time stamp. The variables keep their order, and their values are of one moment. The receiver calls
-//   its amiMessageHandler once for each part, and parts may be lost or overtake each other like any datagrams.
+//   The engine puts no bound on an autonomous message, and most networks carry 1200 bytes whole. A longer one (setAmiLimit)
+//   goes as several datagrams, its parts: each a message of its own for the receiver, with the header of the whole, so that
+//   all have its message id and its time stamp. The variables keep their order, and their values are of one moment. The
+//   receiver calls its amiMessageHandler once for each part, and parts may be lost or overtake each other like any datagrams.
 //   A variable that alone is over the limit gets a datagram of its own, which the network may cut up on its way. One that no
 //   datagram carries is left out.
 //
@@ -43,22 +43,24 @@
 //   first that it is not is the reason of its drop (TrelUdpDrop):
 //     size           whole, and of 8 bytes at least
 //     peer           from an address that may speak
-//     role           of a kind that its sender may send: a manager asks (actions 1 and 2), a card reports (action 5). Unless told
-//                    otherwise the peer is a card, the other allowed addresses are managers, and where nobody is named 127.0.0.1
-//                    is both (setAllowedPeers). A response (3 and 4) only when it is the one awaited, from whom it is awaited
+//     role           of a kind that its sender may send: a manager asks (actions 1 and 2), a card reports (action 5). Unless
+//                    told otherwise the peer is a card, the other allowed addresses are managers, and where nobody is named
+//                    127.0.0.1 is both (setAllowedPeers). A response (3 and 4) only when it is the one awaited, from whom it
+//                    is awaited
 //     action         1 to 5. The engine answers others with an error, so they pass as often as header errors may
 //     version        ours; likewise. Two ends of different versions so cannot answer each other without end
 //     magic number   ours
-//     rate           what its sender may send, and all together (setPeerRate, setTotalRate, setHeaderErrorRate). An awaited reply
-//                    counts for no rate
+//     rate           what its sender may send, and all together (setPeerRate, setTotalRate, setHeaderErrorRate). An awaited
+//                    reply counts for no rate
 //   Each drop is counted, by reason and by sender (counters, peers), and told in the log.
 //
 // No thread, no signal. Log lines come from the engine, and from the transport behind the same trace levels: WARNING for what
 // was dropped, a line for each reason once a second at most, with their number and the last sender; about large autonomous
-// messages ERROR for what was not sent of one, WARNING for a list that grows, DEBUG1 for each one that is split. What else
-// fails is told by errorText, and by lastResult. The socket is non-blocking and closed on exec; only client operations and
-// waitForDatagram wait, both with a deadline on the monotonic clock. All calls come from the thread that drives the engine. An
-// exception of a hook passes through to the caller; the next call works as if it had not happened.
+// messages ERROR for what was not sent of one, WARNING for a list that grows, DEBUG1 for each one that is split. What is
+// dropped less than a second after a line is told with the next drop of that reason, or by the first handleDatagrams when the
+// second is over. What else fails is told by errorText, and by lastResult. The socket is non-blocking and closed on exec; only
+// client operations and waitForDatagram wait, both with a deadline on the monotonic clock. All calls come from the thread that
+// drives the engine. An exception of a hook passes through to the caller; the next call works as if it had not happened.
 #ifndef TREL_TRELUDP_H
 #define TREL_TRELUDP_H
 
@@ -79,6 +81,9 @@
 inline constexpr unsigned int TREL_UDP_MAX_PEERS = static_cast<unsigned int>(TREL_SENDER_CONTEXTS);
 // Datagrams that are kept while a client operation waits for its reply.
 inline constexpr unsigned int TREL_UDP_MAX_KEPT = 64;
+// Calls of handleDatagrams that may be inside each other, by way of hooks, and as many waits for a reply. Whoever sends
+// decides how many datagrams there are, and must not decide how deep the stack is.
+inline constexpr unsigned int TREL_UDP_MAX_NESTING = 4;
 // Datagrams that handleDatagrams takes when it is not told a number.
 inline constexpr unsigned int TREL_UDP_DATAGRAMS_PER_CALL = 32;
 // The receive buffer. More than UDP over IPv4 can carry; what is cut all the same is dropped.
@@ -92,7 +97,9 @@ inline constexpr unsigned int TREL_UDP_AMI_LIMIT = 1200;
 inline constexpr unsigned int TREL_UDP_MIN_AMI_LIMIT =
     static_cast<unsigned int>(TREL_AMI_HEADER_LEN + TREL_TLV_HEAD_LEN) + 8;
 
-// How many datagrams may reach the engine: `burst` at once, and `perSecond` a second from then on. perSecond 0: any number.
+// How many datagrams may be let through to the engine: `burst` at once, and `perSecond` a second from then on. perSecond 0:
+// any number. They are counted when they come. Those that come while a client operation waits are kept, so the engine may get
+// up to TREL_UDP_MAX_KEPT of them at once afterwards, besides what the rate lets through then.
 struct TrelUdpRate {
   unsigned int perSecond;
   unsigned int burst;
@@ -136,7 +143,7 @@ struct TrelUdpPeer {
   unsigned int ip;  // host order
   TrelUdpRole role;
   unsigned long long received;  // datagrams, whatever became of them
-  unsigned long long dropped;   // those of them that were refused, when they came or after they were kept
+  unsigned long long dropped;   // those of them that were dropped, when they came or after they were kept
 };
 
 // Why a received datagram did not reach the engine. Of several reasons the first in this order.
@@ -185,8 +192,8 @@ enum TrelUdpOutcome : unsigned int {
   TREL_UDP_NO_OPERATION = 0,    // there was none yet
   TREL_UDP_OK = 1,              // the peer did it; RESULT_DUPLICATE_MSG and RESULT_LOST_MSG are marks only
   TREL_UDP_REFUSED = 2,         // the peer answered with an error; nothing was stored here
-  TREL_UDP_NO_REPLY = 3,        // sent, and no reply in time. A write may have been executed all the same
-  TREL_UDP_NOT_SENT = 4,        // nothing left: nothing to ask, too many variables, no peer, or the socket refused
+  TREL_UDP_NO_REPLY = 3,        // sent, and no reply in time, or an exception before. A write may have been executed
+  TREL_UDP_NOT_SENT = 4,        // nothing left: nothing or too much to ask, no peer, too many waits, or socket refused
   TREL_UDP_UNUSABLE_REPLY = 5,  // the reply is no whole response of our version, or a value of it fits nothing here
   TREL_UDP_SOCKET_ERROR = 6     // sent, but the socket failed while the reply was awaited
 };
@@ -216,7 +223,7 @@ struct TREL_UDP_API TrelUdpResult {
 //   received = handedOver + replies + all of `dropped` + kept(), between calls
 struct TREL_UDP_API TrelUdpCounters {
   unsigned long long received = 0;                         // datagrams, but those that there was no memory for
-  unsigned long long handedOver = 0;                       // given to the engine by handleDatagrams
+  unsigned long long handedOver = 0;                       // given to the engine by handleDatagrams; see datagramPassed
   unsigned long long replies = 0;                          // taken as the awaited reply of a request
   unsigned long long dropped[TREL_UDP_DROP_REASONS] = {};  // by TrelUdpDrop
 
@@ -301,7 +308,7 @@ class TREL_UDP_API TrelUdp : public TrelProtocolBase {
   // The same without the role.
   bool isAllowed(const TrelUdpAddress& sender) const;
   // Everyone who may speak, with the counts since; the peer stands last unless it is in the list. One who is taken off
-  // and named again begins anew.
+  // and named again begins anew: what was kept before is counted in `counters` alone.
   std::vector<TrelUdpPeer> peers() const;
 
   // ----- rates -----
@@ -332,7 +339,9 @@ class TREL_UDP_API TrelUdp : public TrelProtocolBase {
 
   // The client operations of the engine, with the same arguments and results. They are declared again so that
   // lastResult also tells about a request that the engine does not let out and about a reply that it could not store.
-  // Through a reference to TrelProtocolBase they work too; lastResult then tells what the transport alone knows.
+  // Through a reference to TrelProtocolBase they work too; lastResult then tells what the transport alone knows. From an
+  // override of getNewMessageId ask through these alone: a request through the base that is answered there would be taken
+  // for the operation's own.
   int readObject(TrelObject& object);
   int readObjects(std::vector<TrelObject*> list);
   int readProperty(TrelProperty& property);
@@ -346,11 +355,13 @@ class TREL_UDP_API TrelUdp : public TrelProtocolBase {
   // ----- receiving -----
 
   // Waits until there is something for handleDatagrams, kept datagrams included. True: there is. False: the time is
-  // over, a signal came, or the socket is not open or failed (errorText). 0 only looks.
+  // over, a signal came, or the socket is not open or failed (errorText). 0 only looks. Where handleDatagrams would take
+  // nothing because of TREL_UDP_MAX_NESTING, false at once (errorText).
   bool waitForDatagram(unsigned int milliseconds);
   // Takes what is waiting, at most `limit` datagrams, and hands those that may pass to the engine, one after the other:
   // first those that were kept, then the socket's. Dropped ones count, so a flood cannot hold it. Never waits. Hooks
-  // may call it. Returns how many it took; -1 when it took none because the socket is not open or failed (errorText).
+  // may call it; inside TREL_UDP_MAX_NESTING calls it takes nothing and returns 0. Returns how many it took; -1 when it took
+  // none because the socket is not open or failed (errorText).
   int handleDatagrams(unsigned int limit = TREL_UDP_DATAGRAMS_PER_CALL);
   // Datagrams that came while a client operation waited and that handleDatagrams has not handled yet. Two ends that ask
   // each other at the same moment do not answer each other before their own wait is over.
@@ -362,17 +373,22 @@ class TREL_UDP_API TrelUdp : public TrelProtocolBase {
 
   // Sees every datagram once, with its fate: one that was sent when the system has taken it, one that was received when
   // its fate is decided and before the engine has it. Of an autonomous message in parts it sees each part. For
-  // diagnostics; does nothing here. It may call the engine.
+  // diagnostics; does nothing here. It may call the engine. When it throws, a datagram that was handed over is lost and
+  // counted as handed over all the same, a reply is lost, and one that was kept is not.
   virtual void datagramPassed(const TrelUdpDatagram& datagram);
 
   // The engine's transport. Not 0: sent, and for a request also answered, with the reply in replyBuffer. 0: errorText,
   // and for a request lastResult.
-  //   response   answers the datagram that the engine is handling, and has its sender's address; any other is not sent: an
-  //              error answer to a reply, or to a datagram that the application handed to handleTrelMsg itself
+  //   response   answers the datagram that the engine is handling, once: it has its sender's address, its message id and its
+  //              kind. Any other is not sent: an error answer to a reply, or to a datagram that the application handed to
+  //              handleTrelMsg itself. One that a hook hands to it is not told from the one that is being handled when it
+  //              has all three: give it another sender than a peer's address. When the values of an answer cannot be
+  //              serialized, RESULT_CANNOT_EXEC is sent instead (errorText)
   //   request    datagrams that come during the wait: the awaited reply ends it, other responses are dropped, the rest is kept.
-  //              A response that was there before the request left is not its reply
-  //   autonomous message   in parts: not 0 when all of it was sent. When a part fails or a variable is left out, the others go all
-  //              the same, the result is 0, and errorText tells what is missing; nothing is sent again. An exception of
+  //              A response that was there before the request left is not its reply. Not sent when TREL_UDP_MAX_NESTING others
+  //              wait already, around it
+  //   autonomous message   in parts: not 0 when all of it was sent. When a part fails or a variable is left out, the others go
+  //              all the same, the result is 0, and errorText tells what is missing; nothing is sent again. An exception of
   //              datagramPassed ends it: the parts behind are not sent
   int sendMsg(TRELMessage& message) override;
 

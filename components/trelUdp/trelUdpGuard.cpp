@@ -40,8 +40,8 @@ bool same(const TrelUdpAddress& one, const TrelUdpAddress& other) {
 
 // ----- verdicts -----
 
-TrelUdpVerdict passed(TrelUdpFate fate) { return {fate, TREL_UDP_DROP_CUT, nullptr}; }
-TrelUdpVerdict dropped(TrelUdpDrop reason) { return {TREL_UDP_DROPPED, reason, nullptr}; }
+TrelUdpVerdict passed(TrelUdpFate fate) { return {fate, TREL_UDP_DROP_CUT, nullptr, 0}; }
+TrelUdpVerdict dropped(TrelUdpDrop reason) { return {TREL_UDP_DROPPED, reason, nullptr, 0}; }
 
 // The innermost wait that this is the reply of, or null. An outer one gets its reply too while an inner one goes on.
 TrelUdpAwaited* waitFor(const TrelUdpArrival& response) {
@@ -87,7 +87,8 @@ void TrelUdpGuard::setSpeakers(const std::vector<Speaker>& speakers) {
   std::vector<Peer> wanted;
   for (const Speaker& speaker : speakers) {
     const Peer* const known = find(speaker.ip);
-    wanted.push_back(known != nullptr ? *known : Peer{{speaker.ip, speaker.role, 0, 0}, TrelUdpBucket(peerRate_)});
+    wanted.push_back(known != nullptr ? *known
+                                      : Peer{{speaker.ip, speaker.role, 0, 0}, TrelUdpBucket(peerRate_), ++namings_});
     wanted.back().shown.role = speaker.role;
   }
   peers_.swap(wanted);
@@ -117,20 +118,26 @@ void TrelUdpGuard::setPeerRate(const TrelUdpRate& rate) {
 
 TrelUdpVerdict TrelUdpGuard::judge(const TrelUdpArrival& arrival) {
   Peer* const sender = find(arrival.sender.ip);
-  const TrelUdpVerdict verdict = decide(arrival, sender);
+  TrelUdpVerdict verdict = decide(arrival, sender);
   if (sender != nullptr) {
     ++sender->shown.received;
     if (verdict.fate == TREL_UDP_DROPPED) ++sender->shown.dropped;
+    verdict.naming = sender->naming;
   }
   return verdict;
 }
 
-TrelUdpVerdict TrelUdpGuard::judgeKept(const TrelUdpAddress& sender, const char* bytes) {
+TrelUdpVerdict TrelUdpGuard::judgeKept(const TrelUdpAddress& sender, unsigned long long naming, const char* bytes) {
+  const TrelUdpRole role = roleOf(sender.ip);
+  if (role != TREL_UDP_ROLE_NONE && mayDo(role, actionOf(bytes))) return passed(TREL_UDP_HANDED_OVER);
+  dropKept(sender, naming);
+  return dropped(role == TREL_UDP_ROLE_NONE ? TREL_UDP_DROP_FOREIGN_SENDER : TREL_UDP_DROP_ROLE);
+}
+
+// Not for one who was taken off and named again: it begins anew, and did not receive this one.
+void TrelUdpGuard::dropKept(const TrelUdpAddress& sender, unsigned long long naming) {
   Peer* const peer = find(sender.ip);
-  if (peer == nullptr) return dropped(TREL_UDP_DROP_FOREIGN_SENDER);
-  if (mayDo(peer->shown.role, actionOf(bytes))) return passed(TREL_UDP_HANDED_OVER);
-  ++peer->shown.dropped;
-  return dropped(TREL_UDP_DROP_ROLE);
+  if (peer != nullptr && peer->naming == naming) ++peer->shown.dropped;
 }
 
 TrelUdpGuard::Peer* TrelUdpGuard::find(unsigned int ip) {
@@ -172,7 +179,7 @@ TrelUdpVerdict TrelUdpGuard::decideResponse(const TrelUdpArrival& arrival, bool 
     lastReplyFrom_ = arrival.sender;
     lastReplyId_ = wait->msgId;
     lastReplyAction_ = wait->replyAction;
-    return {TREL_UDP_REPLY, TREL_UDP_DROP_CUT, wait};
+    return {TREL_UDP_REPLY, TREL_UDP_DROP_CUT, wait, 0};
   }
   if (!isAllowed) return dropped(TREL_UDP_DROP_FOREIGN_SENDER);
   if (isDuplicate(arrival)) return dropped(TREL_UDP_DROP_DUPLICATE_REPLY);

@@ -58,6 +58,8 @@ struct TrelUdpVerdict {
   TrelUdpFate fate;       // never TREL_UDP_SENT
   TrelUdpDrop drop;       // when dropped
   TrelUdpAwaited* reply;  // whose reply it is, when it is one
+  // Which naming of its sender it was counted for, 0 for none: judgeKept and dropKept want to know.
+  unsigned long long naming;
 };
 
 class TrelUdpGuard {
@@ -80,12 +82,15 @@ class TrelUdpGuard {
 
   TrelUdpVerdict judge(const TrelUdpArrival& arrival);
   // One that was kept, when its turn has come: its sender may have been forbidden to speak meanwhile.
-  TrelUdpVerdict judgeKept(const TrelUdpAddress& sender, const char* bytes);
+  TrelUdpVerdict judgeKept(const TrelUdpAddress& sender, unsigned long long naming, const char* bytes);
+  // One that was kept and has no turn any more.
+  void dropKept(const TrelUdpAddress& sender, unsigned long long naming);
 
  private:
   struct Peer {
     TrelUdpPeer shown;
     TrelUdpBucket bucket;
+    unsigned long long naming;  // a number of its own each time that an address is named anew
   };
 
   Peer* find(unsigned int ip);
@@ -94,6 +99,7 @@ class TrelUdpGuard {
   bool isDuplicate(const TrelUdpArrival& response) const;
 
   std::vector<Peer> peers_;
+  unsigned long long namings_ = 0;
   TrelUdpRate peerRate_ = TREL_UDP_PEER_RATE;
   TrelUdpBucket all_{TREL_UDP_TOTAL_RATE};
   TrelUdpBucket headerErrors_{TREL_UDP_HEADER_ERROR_RATE};

@@ -8,7 +8,7 @@
 //   4  the innermost wait ends
 //   5  these may speak: the roles of 10.0.0.1 to 10.0.0.5, a byte each; 0: not this one
 //   6  a rate: which (1 byte), datagrams a second (2), burst (1)
-//   7  the oldest datagram that was kept has its turn
+//   7  the oldest datagram that was kept has its turn; bit 6: all of them are dropped with their socket
 
 #include <algorithm>
 #include <deque>
@@ -112,6 +112,7 @@ class ModelRate {
 
 struct ModelPeer {
   unsigned int role = 0;
+  unsigned int naming = 0;  // how often somebody had been named when this one was
   ModelRate rate{NO_LIMIT};
   unsigned long long received = 0;
   unsigned long long dropped = 0;
@@ -121,6 +122,9 @@ struct Arrived {
   TrelUdpAddress sender;
   std::string bytes;
   bool cut = false;
+  // When it was received: which naming of its sender was counted, for the model and for the guard.
+  unsigned int naming = 0;
+  unsigned long long guardNaming = 0;
 };
 
 struct Expected {
@@ -144,6 +148,7 @@ class Model {
     if (role == 0 || peers_[index].role == 0) {
       peers_[index] = ModelPeer();
       peers_[index].rate.set(peerRate_);
+      peers_[index].naming = ++namings_;
     }
     peers_[index].role = role;
   }
@@ -172,8 +177,13 @@ class Model {
     ModelPeer* const sender = peer(arrived.sender.ip);
     if (sender == nullptr) return because(TREL_UDP_DROP_FOREIGN_SENDER);
     if (hasRoleFor(*sender, byteOf(arrived.bytes, 5))) return {TREL_UDP_HANDED_OVER, TREL_UDP_DROP_CUT, nullptr};
-    ++sender->dropped;
+    dropKept(arrived);
     return because(TREL_UDP_DROP_ROLE);
+  }
+  // Counted for the one who was counted as having sent it, if that one is there still.
+  void dropKept(const Arrived& arrived) {
+    ModelPeer* const sender = peer(arrived.sender.ip);
+    if (sender != nullptr && sender->naming == arrived.naming) ++sender->dropped;
   }
 
  private:
@@ -228,6 +238,7 @@ class Model {
   }
 
   ModelPeer peers_[ADDRESSES];
+  unsigned int namings_ = 0;
   TrelUdpRate peerRate_ = NO_LIMIT;
   ModelRate all_{NO_LIMIT};
   ModelRate headerErrors_{NO_LIMIT};
@@ -292,7 +303,7 @@ class Session {
         setRate(byteOf(text, 0) % 3, {byteOf(text, 1) << 8 | byteOf(text, 2), std::max(byteOf(text, 3), 1U)});
         break;
       default:
-        handleOldestKept();
+        (operation & 64U) != 0 ? dropKept() : handleOldestKept();
         break;
     }
   }
@@ -355,6 +366,8 @@ class Session {
     if (verdict.fate == TREL_UDP_HANDED_OVER || verdict.fate == TREL_UDP_KEPT) mustBeAllowed(arrived);
     if (verdict.fate == TREL_UDP_KEPT) {
       kept_.push_back(arrived);
+      kept_.back().naming = model_.peer(arrived.sender.ip)->naming;
+      kept_.back().guardNaming = verdict.naming;
     } else {
       settle(verdict);
     }
@@ -365,11 +378,22 @@ class Session {
     const Arrived arrived = kept_.front();
     kept_.pop_front();
     const Expected expected = model_.judgeKept(arrived);
-    const TrelUdpVerdict verdict = guard_.judgeKept(arrived.sender, ExactBlock(arrived.bytes).data());
+    const TrelUdpVerdict verdict =
+        guard_.judgeKept(arrived.sender, arrived.guardNaming, ExactBlock(arrived.bytes).data());
     mustBe(verdict, expected);
     mustBeCounted(arrived.sender.ip);
     if (verdict.fate == TREL_UDP_HANDED_OVER) mustBeAllowed(arrived);
     settle(verdict);
+  }
+
+  void dropKept() {
+    for (const Arrived& arrived : kept_) {
+      model_.dropKept(arrived);
+      guard_.dropKept(arrived.sender, arrived.guardNaming);
+      mustBeCounted(arrived.sender.ip);
+    }
+    dropped_ += kept_.size();
+    kept_.clear();
   }
 
   static void mustBe(const TrelUdpVerdict& verdict, const Expected& expected) {

@@ -15,7 +15,7 @@ namespace {
 constexpr unsigned long long SECOND = 1000000000;
 
 std::string lineOf(const std::string& count, const std::string& last, const std::string& reason) {
-  return "4 [WARNING] trelUdp (drop) - dropped " + count +
+  return "4 [WARNING] trelUdp (tellDrops) - dropped " + count +
          " since the last such line, the last from 127.0.0.1:" + last + ": " + reason;
 }
 
@@ -51,6 +51,20 @@ TEST_F(UdpDropLines, TellTheReasonTheNumberAndTheLastSenderOnceASecond) {
   EXPECT_EQ(station.handleDatagrams(), 1);
   EXPECT_EQ(log.brief(),
             std::vector<std::string>{lineOf("4", std::to_string(another.port()), "shorter than a header")});
+}
+
+TEST_F(UdpDropLines, TellTheRestWhenTheSecondIsOverAndNothingIsDroppedAnyMore) {
+  drops(3, "00"_hex);
+  drops(2, "4F544E32 01 01 0001"_hex);
+  log.clear();
+  clock.advance(SECOND - 1);
+  EXPECT_EQ(station.handleDatagrams(), 0);
+  EXPECT_EQ(log.lines().size(), 0U);
+  clock.advance(1);
+  EXPECT_EQ(station.handleDatagrams(), 0);
+  const std::vector<std::string> expected = {lineOf("2", port, "shorter than a header"),
+                                             lineOf("1", port, "not of this protocol")};
+  EXPECT_EQ(log.brief(), expected);
 }
 
 TEST_F(UdpDropLines, OfDifferentReasonsDoNotWaitForEachOther) {
@@ -114,8 +128,8 @@ TEST_F(UdpDropLines, TellOfKeptDatagramsThatWereDroppedWithTheStation) {
     EXPECT_EQ(another.readTemperature(), 1);
     EXPECT_EQ(another.kept(), 1U);
   }
-  EXPECT_EQ(log.brief(),
-            std::vector<std::string>{"4 [WARNING] trelUdp (drop) - dropped 1 since the last such line, the last from "
-                                     "127.100.100.100:" +
-                                     std::to_string(far.port()) + ": was kept when the socket was closed"});
+  EXPECT_EQ(log.brief(), std::vector<std::string>{
+                             "4 [WARNING] trelUdp (tellDrops) - dropped 1 since the last such line, the last from "
+                             "127.100.100.100:" +
+                             std::to_string(far.port()) + ": was kept when the socket was closed"});
 }

@@ -259,10 +259,10 @@ TEST_F(UdpGuard, RolesAreThoseThatWereNamedLast) {
 }
 
 TEST_F(UdpGuard, AKeptDatagramIsJudgedBySenderAndRoleAgain) {
-  EXPECT_EQ(text(guard.judgeKept(MANAGER, READ.data())), "handed over");
-  EXPECT_EQ(text(guard.judgeKept(CARD, READ.data())), "sender may not send this");
-  EXPECT_EQ(text(guard.judgeKept(CARD, AMI.data())), "handed over");
-  EXPECT_EQ(text(guard.judgeKept(STRANGER, READ.data())), "sender is not allowed");
+  EXPECT_EQ(text(guard.judgeKept(MANAGER, 1, READ.data())), "handed over");
+  EXPECT_EQ(text(guard.judgeKept(CARD, 2, READ.data())), "sender may not send this");
+  EXPECT_EQ(text(guard.judgeKept(CARD, 2, AMI.data())), "handed over");
+  EXPECT_EQ(text(guard.judgeKept(STRANGER, 0, READ.data())), "sender is not allowed");
 }
 
 // ----- responses -----
@@ -512,11 +512,11 @@ TEST_F(UdpGuard, WhatComesFromEachPeerIsCounted) {
   fate(READ, MANAGER);
   fate(AMI, MANAGER);
   fate("00"_hex, CARD);
-  fate(AMI, CARD);
+  const unsigned long long naming = judge(AMI, CARD, 0).naming;
   fate(READ_RESPONSE, CARD);
   fate(READ, STRANGER);
-  guard.judgeKept(CARD, AMI.data());
-  guard.judgeKept(CARD, READ.data());
+  guard.judgeKept(CARD, naming, AMI.data());
+  guard.judgeKept(CARD, naming, READ.data());
   const std::vector<TrelUdpPeer> peers = guard.peers();
   ASSERT_EQ(peers.size(), 4U);
   EXPECT_EQ(peers[0].ip, 0x0A000001U);
@@ -530,6 +530,25 @@ TEST_F(UdpGuard, WhatComesFromEachPeerIsCounted) {
   guard.setSpeakers({{CARD.ip, TREL_UDP_ROLE_BOTH}});
   EXPECT_EQ(guard.peers()[0].received, 3U) << "named again";
   EXPECT_EQ(guard.peers()[0].role, TREL_UDP_ROLE_BOTH);
+}
+
+TEST_F(UdpGuard, AKeptDatagramThatIsDroppedIsCountedForItsSender) {
+  const unsigned long long naming = judge(READ, MANAGER, 0).naming;
+  guard.dropKept(MANAGER, naming);
+  EXPECT_EQ(guard.peers()[0].received, 1U);
+  EXPECT_EQ(guard.peers()[0].dropped, 1U);
+  guard.dropKept(STRANGER, 0);
+  EXPECT_EQ(guard.peers()[0].dropped, 1U);
+}
+
+TEST_F(UdpGuard, WhatWasKeptBeforeItsSenderWasTakenOffIsNotCountedWhenThatIsNamedAgain) {
+  const unsigned long long naming = judge(READ, MANAGER, 0).naming;
+  guard.setSpeakers({{CARD.ip, TREL_UDP_ROLE_CARD}});
+  guard.setSpeakers({{MANAGER.ip, TREL_UDP_ROLE_CARD}});
+  EXPECT_EQ(text(guard.judgeKept(MANAGER, naming, READ.data())), "sender may not send this");
+  guard.dropKept(MANAGER, naming);
+  EXPECT_EQ(guard.peers()[0].received, 0U);
+  EXPECT_EQ(guard.peers()[0].dropped, 0U) << "no more than were received";
 }
 
 // ----- when a drop is told -----

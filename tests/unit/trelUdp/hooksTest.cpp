@@ -133,6 +133,8 @@ TEST_F(UdpHooks, AnExceptionWhenTheRequestWasSentEndsItsWait) {
   };
   EXPECT_THROW(station.readTemperature(), Thrown);
   EXPECT_EQ(station.lastResult().outcome, TREL_UDP_NO_REPLY);
+  EXPECT_EQ(station.lastResult().error,
+            "an exception ended the wait for the reply of 127.0.0.1:" + std::to_string(peer.port()));
   peer.send("4F544E31 01 03 0001 00 0000 | 10800001 01 0004 00000058"_hex, station.port());
   station.onDatagram = nullptr;
   EXPECT_EQ(station.handleDatagrams(), 1);
@@ -148,7 +150,18 @@ TEST_F(UdpHooks, AnExceptionWhenTheReplyIsSeenLosesTheReply) {
   };
   EXPECT_THROW(station.readTemperature(), Thrown);
   EXPECT_EQ(station.temperature(), 42U);
+  EXPECT_EQ(station.lastResult().error,
+            "an exception ended the wait for the reply of 127.0.0.1:" + std::to_string(peer.port()));
   expectThatAllWorks("0002");
+}
+
+TEST_F(UdpHooks, AnExceptionWhenADatagramIsHandedOverLosesItAndItCountsAsHandedOver) {
+  peer.send("4F544E31 01 01 0007"_hex, station.port());
+  station.onDatagram = [](const TrelUdpDatagram&) { throw Thrown(); };
+  EXPECT_THROW(station.handleDatagrams(), Thrown);
+  EXPECT_EQ(peer.receive(), "nothing");
+  EXPECT_EQ(station.counters().handedOver, 1U);
+  expectThatAllWorks("0001");
 }
 
 TEST_F(UdpHooks, AnExceptionWhenADatagramIsKeptLosesItNot) {

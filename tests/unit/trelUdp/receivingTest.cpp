@@ -68,6 +68,27 @@ TEST(UdpReceiving, AnAnswerGoesToTheOneThatAskedEvenWhenThePeerIsAnother) {
   EXPECT_EQ(peer.receive(), "nothing");
 }
 
+TEST(UdpReceiving, ARequestWhoseValuesCannotBeSerializedIsAnsweredAllTheSame) {
+  class Liar : public TypeProperty<unsigned int> {
+   public:
+    Liar() : TypeProperty<unsigned int>(9, "liar", IFC_CARD_VAR_READ_WRITE, 0U, false) {}
+    int serialize(char*, int) override { return 3; }
+  };
+  Station station;
+  PlainSocket peer;
+  station.scalar.addProp(new Liar, 0);
+  peer.send("4F544E31 01 01 0007 | 10800001 01 0004 00000000 | 10800009 01 0004 00000000"_hex, station.port());
+  EXPECT_EQ(station.handleDatagrams(), 1);
+  EXPECT_EQ(peer.receive(), "4F544E31 01 03 0007 0C 0000");
+  EXPECT_EQ(peer.receive(), "nothing");
+  EXPECT_EQ(station.counters().responsesSent, 1U);
+  EXPECT_EQ(station.counters().notSent, 0U);
+  EXPECT_EQ(
+      station.errorText(),
+      "response 7 to 127.0.0.1:" + std::to_string(peer.port()) +
+          ": its values cannot be serialized, RESULT CANNOT EXEC is sent instead; the engine's ERROR lines tell why");
+}
+
 TEST(UdpReceiving, AResponseThatAnswersNoDatagramIsNotSent) {
   Station station;
   PlainSocket peer;
@@ -277,6 +298,7 @@ TEST(UdpReceiving, TheCountersAddUpWhereverMemoryRunsOut) {
       happened = failure.happened();
     }
     ASSERT_TRUE(station.countersAddUp()) << after;
+    ASSERT_EQ(station.peers()[0].received, station.counters().received) << after;
   }
   EXPECT_GT(after, 10U);
   EXPECT_FALSE(happened);

@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <chrono>
+#include <climits>
 #include <string>
 #include <thread>
 
@@ -154,6 +155,33 @@ TEST_F(UdpRequest, AReplyThatWasThereBeforeTheRequestLeftIsNotItsReply) {
   EXPECT_EQ(station.temperature(), 42U);
   EXPECT_EQ(station.dropped(TREL_UDP_DROP_UNAWAITED_REPLY), 1U);
   EXPECT_EQ(station.lastResult().outcome, TREL_UDP_NO_REPLY);
+}
+
+TEST_F(UdpRequest, AReplyThatWasThereBeforeTheRequestLeftIsNotItsReplyHoweverManyStandBeforeIt) {
+  const std::string replies[] = {"4F544E31 01 03 0001 00 0000 | 10800001 01 0004 00000058"_hex,
+                                 "4F544E31 01 03 0002 00 0000 | 10800001 01 0004 00000058"_hex};
+  const unsigned int before[] = {64, 200};
+  for (int i = 0; i < 2; ++i) {
+    for (unsigned int sent = 0; sent < before[i]; ++sent) {
+      peer.send("00"_hex, station.port());
+    }
+    peer.send(replies[i], station.port());
+    EXPECT_EQ(station.readTemperature(), 0);
+    EXPECT_EQ(station.temperature(), 42U);
+  }
+  EXPECT_EQ(station.dropped(TREL_UDP_DROP_SHORT), 264U);
+  EXPECT_EQ(station.dropped(TREL_UDP_DROP_UNAWAITED_REPLY), 2U);
+}
+
+TEST_F(UdpRequest, AReplyThatIsThereWhenTheTimeIsOverIsTakenHoweverManyStandBeforeIt) {
+  station.setReplyTimeout(0);
+  station.onRequestSent = [this] {
+    for (int i = 0; i < 200; ++i) {
+      peer.send("00"_hex, station.port());
+    }
+    peer.send("4F544E31 01 03 0001 00 0000"_hex, station.port());
+  };
+  EXPECT_EQ(station.readTemperature(), 1);
 }
 
 TEST_F(UdpRequest, TheLateReplyToAGivenUpRequestIsDroppedByTheNextOne) {
@@ -434,6 +462,8 @@ TEST_F(UdpRequest, KeptDatagramsAreDroppedWithTheSocket) {
   station.onRequestSent = [this] { peer.send("4F544E31 01 01 0007"_hex, station.port()); };
   EXPECT_EQ(station.readTemperature(), 0);
   station.close();
+  EXPECT_EQ(station.peers()[0].received, 1U);
+  EXPECT_EQ(station.peers()[0].dropped, 1U);
   EXPECT_EQ(station.kept(), 0U);
   EXPECT_EQ(station.dropped(TREL_UDP_DROP_CLOSED), 1U);
   EXPECT_TRUE(station.countersAddUp());
@@ -509,6 +539,20 @@ TEST_F(UdpRequest, AMessageThatDoesNotSerializeIsNotSent) {
   EXPECT_EQ(station.errorText(), "send to 127.0.0.1:" + std::to_string(peer.port()) +
                                      ": the message cannot be serialized; the engine's ERROR lines tell why");
   EXPECT_EQ(peer.receive(), "nothing");
+}
+
+TEST_F(UdpRequest, AMessageThatNoBufferHoldsIsNotSent) {
+  class Endless : public TypeProperty<unsigned int> {
+   public:
+    Endless() : TypeProperty<unsigned int>(9, "endless", IFC_CARD_VAR_READ_WRITE, 0U) {}
+    int length() override { return INT_MAX; }
+  };
+  Endless endless;
+  EXPECT_EQ(station.readProperty(endless), 0);
+  EXPECT_EQ(station.lastResult().outcome, TREL_UDP_NOT_SENT);
+  EXPECT_EQ(station.errorText(),
+            "send to 127.0.0.1:" + std::to_string(peer.port()) + ": a message of 2147483655 bytes or more is too long");
+  EXPECT_EQ(station.counters().notSent, 1U);
 }
 
 TEST_F(UdpRequest, AMessageOfNoKindIsNotSent) {
