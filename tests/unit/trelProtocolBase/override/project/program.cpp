@@ -4,6 +4,8 @@
 // What shows the answer for `update` is the trace line "update() call": it is written for an overridden hook, also when the
 // override does nothing but call the base version, and not otherwise. For the engine's hooks it is the response.
 
+#include <dlfcn.h>
+
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -28,6 +30,7 @@ class PublicTailCalling : public TrelScalar {
 namespace {
 
 int failures = 0;
+bool nextLookUpFails = false;
 
 void expect(const char* what, int found, int expected) {
   if (found == expected) return;
@@ -261,7 +264,20 @@ void expectResults(const char* what, int read, int write, int ami) {
 
 }  // namespace
 
+// Stands in for the C library's: a look-up of the program's names fails when memory has run out.
+extern "C" [[gnu::visibility("default")]] void* dlopen(const char* name, int flags) noexcept {
+  if (nextLookUpFails) {
+    nextLookUpFails = false;
+    return nullptr;
+  }
+  return reinterpret_cast<void* (*)(const char*, int)>(dlsym(RTLD_NEXT, "dlopen"))(name, flags);
+}
+
 int main() {
+  nextLookUpFails = true;
+  expectUpdateLinesOfScalar<Overriding>("a class that overrides, without memory for a look-up", 1);
+  nextLookUpFails = false;
+
   expectUpdateLinesOfScalar<TrelScalar>("a scalar of the library's class", 0);
   expectUpdateLinesOfScalar<Plain>("a class that overrides nothing", 0);
   expectUpdateLinesOfScalar<PublicPlain>("a class that overrides nothing, with linkage", 0);
