@@ -48,7 +48,26 @@ if(trel_type STREQUAL "SHARED_LIBRARY" AND NOT CMAKE_CROSSCOMPILING)
   set(trel_has_every_allocation ON)
 endif()
 set(trel_every_allocation_programs
-  trelObjectIdTest trelmsgTest trelPropertyTest trelObjectsTest trelProtocolBaseTest scenarioTest secondReadingTest)
+  trelObjectIdTest trelmsgTest trelPropertyTest trelObjectsTest trelProtocolBaseTest costTest
+  trelUdpTest trelUdpGuardTest trelUdpCostTest scenarioTest scenarioUdpVersionTest secondReadingTest)
+# Left out of them by name: the peer is a thread of the test, and an exception that passes a thread which nobody has joined
+# ends the process, whoever throws it.
+set(trel_every_allocation_filter_trelUdpTest "-UdpRequest.AReplyThatTakesItsTimeIsAwaited")
+# And left out as a whole:
+#   houseTest, libframeworkTest, libtraceTest   run nothing of the library
+#   memoryTest        tens of thousands of blocks at a time; the same requests with fewer variables are in the others
+#   scenarioUdpTest   three processes that wait for each other, over a network that loses what it likes
+#   simulate, soak    compare every step with a model, which knows nothing of memory that runs out
+#
+# One line for each program, its name and its filter, for scripts/check-allocation.
+set(trel_every_allocation_list "")
+foreach(program IN LISTS trel_every_allocation_programs)
+  if(NOT DEFINED trel_every_allocation_filter_${program})
+    set(trel_every_allocation_filter_${program} "*")
+  endif()
+  string(APPEND trel_every_allocation_list "${program} ${trel_every_allocation_filter_${program}}\n")
+endforeach()
+file(WRITE "${PROJECT_BINARY_DIR}/everyAllocation.txt" "${trel_every_allocation_list}")
 
 # trel_add_test(<name> <sources...>)
 #
@@ -64,7 +83,8 @@ function(trel_add_test name)
     DISCOVERY_TIMEOUT 300
     PROPERTIES TIMEOUT ${trel_test_timeout})
   if(trel_has_every_allocation AND NOT TREL_SANITIZE AND NOT TREL_COVERAGE AND name IN_LIST trel_every_allocation_programs)
-    add_test(NAME EveryAllocation.${name} COMMAND ${name} --every-allocation=quick)
+    add_test(NAME EveryAllocation.${name}
+      COMMAND ${name} --every-allocation=quick --gtest_filter=${trel_every_allocation_filter_${name}})
     set_tests_properties(EveryAllocation.${name} PROPERTIES TIMEOUT 600)
   endif()
 endfunction()

@@ -50,6 +50,12 @@ class Station : public TrelUdp {
     setReadRetries(0);
     if (openNow) open();
   }
+  ~Station() override {
+    if (atEnd != nullptr) atEnd(*this);
+  }
+
+  // Set by whoever wants to look at every station before it goes; what a derived class had is gone then.
+  inline static void (*atEnd)(Station& station) = nullptr;
 
   // A request went out: called at once, so that a plain socket can answer before the station waits.
   std::function<void()> onRequestSent;
