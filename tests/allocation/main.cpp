@@ -268,10 +268,12 @@ void thinOut(std::vector<std::size_t>& numbers, std::size_t most) {
 }
 
 // Which blocks are refused: all, or those where a chain of calls is met first and last. Each costs a run of the whole test, so
-// that of a test that takes thousands only some are.
+// that of a test that takes thousands only some are, and in the short form a few of one that takes tens of thousands.
 std::vector<std::size_t> blocksToRefuse(bool all) {
   constexpr std::size_t COST_OF_ALL = 2000000;
   constexpr std::size_t COST_OF_SOME = 200000;
+  constexpr std::size_t MANY = 20000;
+  constexpr std::size_t FEW = 2;
   std::vector<std::size_t> numbers;
   const std::size_t count = std::min(report->counted, MOST_BLOCKS);
   std::set<std::uint64_t> met;
@@ -284,6 +286,7 @@ std::vector<std::size_t> blocksToRefuse(bool all) {
   }
   std::sort(numbers.begin(), numbers.end());
   numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
+  if (!all && report->counted > MANY) thinOut(numbers, FEW);
   thinOut(numbers, (all ? COST_OF_ALL : COST_OF_SOME) / std::max<std::size_t>(report->counted, 1) + 1);
   return numbers;
 }
