@@ -50,7 +50,11 @@
 extern "C" {
 // A sanitizer, where there is one, calls the function before it ends the process.
 [[gnu::weak]] void __sanitizer_set_death_callback(void (*callback)());
+// Asked by the sanitizer of undefined behaviour, which knows no callback of the other one: a finding of it is a signal.
+[[gnu::visibility("default")]] const char* __ubsan_default_options();
 }
+
+const char* __ubsan_default_options() { return "abort_on_error=1"; }
 
 namespace {
 
@@ -141,8 +145,15 @@ bool isUncheckedGetter(const void* address) {
 }
 
 // The C library ends a process whose heap is broken from within the allocator, whoever called it.
-[[TEST_WATCH]] void onSignal(int signal) { fell(signal == SIGABRT); }
-[[TEST_WATCH]] void onSanitizer() { fell(true); }
+// First the refusals end: the sanitizer asks for blocks of its own before a function that does not return.
+[[TEST_WATCH]] void onSignal(int signal) {
+  FailingAllocator::instance().stop();
+  fell(signal == SIGABRT);
+}
+[[TEST_WATCH]] void onSanitizer() {
+  FailingAllocator::instance().stop();
+  fell(true);
+}
 
 void watchFalls() {
   static char stack[1U << 16U];
