@@ -85,6 +85,7 @@ function(trel_add_test name)
   if(trel_has_every_allocation AND NOT TREL_SANITIZE AND NOT TREL_COVERAGE AND name IN_LIST trel_every_allocation_programs)
     add_test(NAME EveryAllocation.${name}
       COMMAND ${name} --every-allocation=quick --gtest_filter=${trel_every_allocation_filter_${name}})
-    set_tests_properties(EveryAllocation.${name} PROPERTIES TIMEOUT 600)
+    # Started first, because the longest ones would otherwise run alone at the end.
+    set_tests_properties(EveryAllocation.${name} PROPERTIES TIMEOUT 1200 COST 100)
   endif()
 endfunction()
