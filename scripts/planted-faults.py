@@ -18,6 +18,7 @@ MESSAGE = "components/trel/trelmsg.cpp"
 PROPERTY = "components/trel/trelProperty.cpp"
 WIRE = "components/trel/trelWire.h"
 GUARD = "components/trelUdp/trelUdpGuard.cpp"
+LONGEST_TEST_RUN = 300  # seconds
 
 # Name, what it would mean in the field, file, the lines that stand there (exactly once), what takes their place.
 FAULTS = [
@@ -176,7 +177,7 @@ def build(tool, log):
 def look(tool, seconds, log):
     """Seconds until the tool complained; None when it did not."""
     started = time.monotonic()
-    code = run(tool.command, log, None if seconds is None else seconds + 60)
+    code = run(tool.command, log, None if seconds is None else max(seconds + 60, LONGEST_TEST_RUN))
     return time.monotonic() - started if code not in (None, 0) else None
 
 
