@@ -93,15 +93,18 @@ std::vector<TrelProperty*> TrelObject::getProperties() const {
 }
 
 std::vector<TrelProperty*> TrelObject::getPropertiesToEvent() const {
+  std::size_t pending = 0;
+  for (const auto* row : rows) {
+    for (const auto& entry : *row)
+      pending += entry.second->eventPending ? 1 : 0;
+  }
   std::vector<TrelProperty*> properties;
+  properties.reserve(pending);  // before any is handed out: an allocator that throws loses no change
   for (const auto* row : rows) {
     for (const auto& entry : *row) {
-      if (entry.second->eventPending) properties.push_back(entry.second);
+      if (entry.second->sendEvent()) properties.push_back(entry.second);
     }
   }
-  // Cleared when all are in the list: an allocator that throws loses no change.
-  for (TrelProperty* property : properties)
-    property->sendEvent();
   return properties;
 }
 

@@ -252,6 +252,22 @@ TEST(EventAdd, CountsAllAlsoWhenTheMessageWasSentForItsSizeMeanwhile) {
   EXPECT_EQ(card.engine.messages[1].bytes.size(), 832U);  // 16 and 102 times 8
 }
 
+// The flags were lowered when the changes were listed, so a change that comes while the 51st is sent is a new one.
+TEST(EventAdd, AChangeThatComesWhileTheMessageIsSentForItsSizeWaitsForTheNextScan) {
+  Card card(60);
+  card.changeAllSensors();
+  std::vector<TrelObject*> objects = {&card.sensors};
+  Byte* const last = card.sensor.back();  // listed, and not in the message yet
+  int sendings = 0;
+  card.engine.whileSending = [&](TRELMessage&) {
+    if (++sendings == 1) last->set(static_cast<unsigned char>(0x77));
+  };
+  EXPECT_EQ(card.engine.eventAdd(objects), 60);
+  EXPECT_EQ(sendings, 1);
+  EXPECT_TRUE(last->eventPending);
+  EXPECT_EQ(card.engine.eventAdd(objects), 1);
+}
+
 TEST(EventAdd, MemoryThatRunsOutAnywhereLosesNoChange) {
   Card card;
   card.first->set(1U);
