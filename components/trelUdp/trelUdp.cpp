@@ -17,26 +17,17 @@
 #include <utility>
 
 #include "trelUdp/trelUdpGuard.h"
+#include "trelUdp/trelUdpHeader.h"
 #include "trelUdp/trelUdpTrace.h"
+
+using namespace trelUdpHeader;
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// ----- a reply's header, as far as a transport reads it -----
-
-unsigned int byteAt(const char* bytes, unsigned int index) { return static_cast<unsigned char>(bytes[index]); }
-
-unsigned short u16At(const char* bytes, unsigned int index) {
-  return static_cast<unsigned short>(byteAt(bytes, index) << 8 | byteAt(bytes, index + 1));
-}
-
-unsigned char versionOf(const char* bytes) { return static_cast<unsigned char>(bytes[4]); }
-unsigned char actionOf(const char* bytes) { return static_cast<unsigned char>(bytes[5]); }
-unsigned short msgIdOf(const char* bytes) { return u16At(bytes, 6); }
-
 // The action of the answer to a datagram, its kind known or not.
-unsigned char answerTo(unsigned char action) {
+unsigned char answerTo(unsigned int action) {
   return action == TREL_ACTION_READ ? TREL_ACTION_READ_RESPONSE : TREL_ACTION_WRITE_RESPONSE;
 }
 
@@ -555,7 +546,7 @@ struct TrelUdpLink::Wait : TrelUdpAwaited {
       end(TREL_UDP_UNUSABLE_REPLY, RESULT_WRONG_LEN,
           "the reply of " + peer.str() + " ends in its header, after " + std::to_string(reply.size()) + " bytes");
     } else {
-      judgeCode(request, static_cast<int>(byteAt(bytes, 8)), u16At(bytes, 9));
+      judgeCode(request, static_cast<int>(resultOf(bytes)), errorIndexOf(bytes));
     }
   }
 
@@ -1048,8 +1039,8 @@ TrelUdpLink::Received TrelUdpLink::receiveOne(bool keep) {
   bool cut = false;
   const Received received = receiveInto(lease.bytes, datagram, cut);
   if (received != Received::DATAGRAM) return received;
-  if (wait_ !=
-      nullptr) {  // for what is kept or a reply; before it is judged and counted: there may be no memory for it
+  if (wait_ != nullptr) {
+    // For what is kept or a reply; before it is judged and counted, because there may be no memory for it.
     if (arriving_.empty()) arriving_.emplace_back();
     arriving_.front().bytes.assign(datagram.bytes, datagram.length);
   }

@@ -1,23 +1,13 @@
 #include "trelUdp/trelUdpGuard.h"
 
+#include "trelUdp/trelUdpHeader.h"
+
+using namespace trelUdpHeader;
+
 namespace {
 
 constexpr unsigned long long ONE_SECOND = 1000000000;  // nanoseconds
 constexpr unsigned long long ONE_DATAGRAM = 1000000000;
-
-// ----- a datagram's header -----
-
-unsigned int byteAt(const char* bytes, unsigned int index) { return static_cast<unsigned char>(bytes[index]); }
-
-bool hasOurMagic(const char* bytes) {
-  const unsigned int magic = byteAt(bytes, 0) << 24 | byteAt(bytes, 1) << 16 | byteAt(bytes, 2) << 8 | byteAt(bytes, 3);
-  return magic == TREL_MAGIC_NBR;
-}
-bool hasOurVersion(const char* bytes) { return byteAt(bytes, 4) == TREL_PROT_VERSION; }
-unsigned int actionOf(const char* bytes) { return byteAt(bytes, 5); }
-unsigned short msgIdOf(const char* bytes) {
-  return static_cast<unsigned short>(byteAt(bytes, 6) << 8 | byteAt(bytes, 7));
-}
 
 bool isRequest(unsigned int action) { return action == TREL_ACTION_READ || action == TREL_ACTION_WRITE; }
 // Of whatever version: an error answer of another version is a response too, and to answer it would make two ends answer
@@ -156,7 +146,7 @@ TrelUdpVerdict TrelUdpGuard::decide(const TrelUdpArrival& arrival, Peer* sender)
   if (sender == nullptr) return dropped(TREL_UDP_DROP_FOREIGN_SENDER);
   if (!mayDo(sender->shown.role, action)) return dropped(TREL_UDP_DROP_ROLE);
 
-  const bool isHeaderError = !isKnown(action) || !hasOurVersion(arrival.bytes);
+  const bool isHeaderError = !isKnown(action) || versionOf(arrival.bytes) != TREL_PROT_VERSION;
   if (isHeaderError && !headerErrors_.has(arrival.now)) {
     return dropped(isKnown(action) ? TREL_UDP_DROP_VERSION : TREL_UDP_DROP_ACTION);
   }

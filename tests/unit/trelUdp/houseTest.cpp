@@ -28,10 +28,12 @@ std::set<std::string> includesOf(const std::string& file) {
 
 TEST(UdpHouse, StandsOnThePublicHeadersAndItsOwnAlone) {
   EXPECT_EQ(includesOf("trelUdp.h"), std::set<std::string>{"trel/trelProtocolBase.h"});
-  EXPECT_EQ(includesOf("trelUdp.cpp"),
-            (std::set<std::string>{"trelUdp/trelUdp.h", "trelUdp/trelUdpGuard.h", "trelUdp/trelUdpTrace.h"}));
+  EXPECT_EQ(includesOf("trelUdp.cpp"), (std::set<std::string>{"trelUdp/trelUdp.h", "trelUdp/trelUdpGuard.h",
+                                                              "trelUdp/trelUdpHeader.h", "trelUdp/trelUdpTrace.h"}));
   EXPECT_EQ(includesOf("trelUdpGuard.h"), std::set<std::string>{"trelUdp/trelUdp.h"});
-  EXPECT_EQ(includesOf("trelUdpGuard.cpp"), std::set<std::string>{"trelUdp/trelUdpGuard.h"});
+  EXPECT_EQ(includesOf("trelUdpGuard.cpp"),
+            (std::set<std::string>{"trelUdp/trelUdpGuard.h", "trelUdp/trelUdpHeader.h"}));
+  EXPECT_EQ(includesOf("trelUdpHeader.h"), std::set<std::string>{"trel/trelmsg.h"});
   EXPECT_EQ(includesOf("trelUdpTrace.h"), std::set<std::string>{});
 }
 
