@@ -16,6 +16,7 @@
 #include "support/fuzzInput.h"
 #include "support/logCapture.h"
 #include "support/promise.h"
+#include "support/serializeCheck.h"
 #include "support/valueOracle.h"
 #include "trel/trelProperty.h"
 
@@ -128,19 +129,6 @@ void checkGetters(OldStyleProperty& property, const Model& model) {
   checkBytesGetter(property, model);
 }
 
-void checkSerialize(OldStyleProperty& property, const Model& model) {
-  const std::string expected = model.onTheWire();
-  ExactBlock out(expected.size() + 1, FILLING);
-  const std::string untouched(out.view());
-  const int needed = static_cast<int>(expected.size());
-  for (const int tooSmall : {-1, 0, 6, needed - 1}) {
-    PROMISE(property.serialize(out.data(), tooSmall) == -1, "a place that is too small is refused");
-    PROMISE(out.view() == untouched, "and nothing is written");
-  }
-  PROMISE(property.serialize(out.data(), needed) == needed, "a place of just the size is enough");
-  PROMISE(out.view() == expected + static_cast<char>(FILLING), "exactly head and value are written");
-}
-
 void check(OldStyleProperty& property, const Model& model) {
   PROMISE(property.getOid() == model.oid && property.id == model.oid, "the whole OID is kept");
   PROMISE(property.row == model.row, "the row is that of the OID that it was made with");
@@ -151,7 +139,7 @@ void check(OldStyleProperty& property, const Model& model) {
   PROMISE(property.object == nullptr && property.accessType == IFC_CARD_VAR_READ_WRITE, "it is nobody's, and writable");
   PROMISE(!property.eventable && !property.eventPending && !property.isDefault(), "it has no events and no default");
   checkGetters(property, model);
-  checkSerialize(property, model);
+  checkSerialize(property, model.onTheWire());
 }
 
 void deserialize(OldStyleProperty& property, Model& model, const Record& record) {

@@ -22,6 +22,7 @@
 #include "support/logCapture.h"
 #include "support/objectBytes.h"
 #include "support/promise.h"
+#include "support/serializeCheck.h"
 #include "support/valueOracle.h"
 #include "trel/trelObjects.h"
 #include "trel/trelProperty.h"
@@ -426,18 +427,6 @@ class Place {
   TrelProperty& at_;
   unsigned int oid_ = 0;
 };
-
-void checkSerialize(TrelProperty& property, const std::string& expected) {
-  ExactBlock out(expected.size() + 1, FILLING);
-  const std::string untouched(out.view());
-  const int needed = static_cast<int>(expected.size());
-  for (const int tooSmall : {-1, 0, 6, needed - 1}) {
-    PROMISE(property.serialize(out.data(), tooSmall) == -1, "a place that is too small is refused");
-    PROMISE(out.view() == untouched, "and nothing is written");
-  }
-  PROMISE(property.serialize(out.data(), needed) == needed, "a place of just the size is enough");
-  PROMISE(out.view() == expected + static_cast<char>(FILLING), "head and value are written, and nothing else");
-}
 
 void check(TrelProperty& property, const Kind& kind, unsigned int oid) {
   PROMISE(property.getOid() == oid, "the OID is composed of the owner's and the property's numbers");
