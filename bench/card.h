@@ -53,6 +53,25 @@ class CardTable : public TrelTable {
   bool updated(TrelProperty*, unsigned int) override { return true; }
 };
 
+// What N50 changes: the 48 numbers of the table, then two scalars.
+struct FiftyNumbers {
+  FiftyNumbers(CardScalar& card, CardTable& sensors) : scalars{card.getProp(4, 0), card.getProp(5, 0)} {
+    for (unsigned int row = 0; row < TABLE_ROWS; ++row) {
+      for (unsigned int column = 2; column <= 4; ++column)
+        inTable.push_back(sensors.getProp(column, row));
+    }
+  }
+  void set(int value) const {
+    for (TrelProperty* number : inTable)
+      number->set(value);
+    for (TrelProperty* number : scalars)
+      number->set(static_cast<unsigned int>(value));
+  }
+
+  std::vector<TrelProperty*> inTable;
+  TrelProperty* scalars[2];
+};
+
 // An engine whose transport is a buffer: what it would send lies there, with its length.
 class BufferEngine : public TrelProtocolBase {
  public:
@@ -64,6 +83,11 @@ class BufferEngine : public TrelProtocolBase {
   char answer[1200] = {};
   int answerLength = 0;
 };
+
+inline void putMessageId(std::string& request, unsigned short id) {
+  request[6] = static_cast<char>(id >> 8);
+  request[7] = static_cast<char>(id);
+}
 
 class Card {
  public:
@@ -82,9 +106,7 @@ class Card {
   // Hands a request to the engine under the next message id, as a peer sends it: no id is lost, no line is logged. False
   // when the answer is not a good one of this length.
   bool answers(std::string& request, int length) {
-    ++messageId_;
-    request[6] = static_cast<char>(messageId_ >> 8);
-    request[7] = static_cast<char>(messageId_);
+    putMessageId(request, ++messageId_);
     engine.answerLength = 0;
     const int sent = engine.handleTrelMsg(static_cast<int>(request.size()), request.data(), "127.0.0.1");
     return sent == 1 && engine.answerLength == length && engine.answer[8] == RESULT_OK;
@@ -100,7 +122,7 @@ class Card {
   unsigned short messageId_ = 0;
 };
 
-// --- the requests; the message id is put in by Card::answers ---
+// --- the requests; the message id is put in by putMessageId ---
 
 // R1: one number of 32 bits.
 inline std::string readOneNumber() { return "4F544E31 01 01 0000 | 10800004 01 0000"_hex; }
@@ -145,6 +167,13 @@ inline std::string writeTwelveNumbers() {
          " | 40C08002 05 0004 00000007 | 40C0C002 05 0004 00000008 | 40C10002 05 0004 FFFFFF09"
          " | 40C08003 05 0004 0000000A | 40C0C003 05 0004 0000000B | 40C10003 05 0004 FFFFFF0C"_hex;
 }
+
+// Lengths of the answers, and of the report of fifty changes.
+constexpr int ONE_NUMBER_ANSWER = 11 + 11;
+constexpr int SCALARS_ANSWER = 11 + 22 + 2 * 8 + 6 * 11 + 3 * 8;
+constexpr int TABLE_ANSWER = 11 + 16 * (19 + 3 * 11 + 8);
+constexpr int WRITE_ANSWER = 11;
+constexpr int FIFTY_CHANGES = 16 + 50 * 11;
 
 }  // namespace bench
 

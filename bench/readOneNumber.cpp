@@ -5,7 +5,6 @@
 int main() {
   bench::Card card;
   std::string request = bench::readOneNumber();
-  constexpr int ANSWER = 11 + 11;
-  bench::printWire(request.size(), ANSWER);
-  return bench::measure([&] { return card.answers(request, ANSWER); });
+  bench::printWire(request.size(), bench::ONE_NUMBER_ANSWER);
+  return bench::measure([&] { return card.answers(request, bench::ONE_NUMBER_ANSWER); });
 }

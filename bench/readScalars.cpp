@@ -5,7 +5,6 @@
 int main() {
   bench::Card card;
   std::string request = bench::readScalars();
-  constexpr int ANSWER = 11 + 22 + 2 * 8 + 6 * 11 + 3 * 8;
-  bench::printWire(request.size(), ANSWER);
-  return bench::measure([&] { return card.answers(request, ANSWER); });
+  bench::printWire(request.size(), bench::SCALARS_ANSWER);
+  return bench::measure([&] { return card.answers(request, bench::SCALARS_ANSWER); });
 }

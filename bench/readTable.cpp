@@ -5,7 +5,6 @@
 int main() {
   bench::Card card;
   std::string request = bench::readTable();
-  constexpr int ANSWER = 11 + 16 * (19 + 3 * 11 + 8);
-  bench::printWire(request.size(), ANSWER);
-  return bench::measure([&] { return card.answers(request, ANSWER); });
+  bench::printWire(request.size(), bench::TABLE_ANSWER);
+  return bench::measure([&] { return card.answers(request, bench::TABLE_ANSWER); });
 }

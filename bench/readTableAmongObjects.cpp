@@ -28,7 +28,6 @@ int main() {
     earlier.push_back(other.get());
   bench::Card card(earlier);
   std::string request = bench::readTable();
-  constexpr int ANSWER = 11 + 16 * (19 + 3 * 11 + 8);
-  bench::printWire(request.size(), ANSWER);
-  return bench::measure([&] { return card.answers(request, ANSWER); });
+  bench::printWire(request.size(), bench::TABLE_ANSWER);
+  return bench::measure([&] { return card.answers(request, bench::TABLE_ANSWER); });
 }

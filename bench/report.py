@@ -1,4 +1,4 @@
-"""Runs the benchmarks, counts, and prints, checks or records the figures: report.py print|check|update BUILD_FOLDER
+"""Runs the benchmarks, counts, and prints, checks or records the figures: report.py print|check|update|udp BUILD_FOLDER
 
 Called by scripts/bench, which has built everything."""
 
@@ -30,6 +30,17 @@ COUNTS = [
     ("withoutTraceLine", "shutTraceLine", "bench::withoutTraceLine(*"),
 ]
 IDLE_PROPERTIES = 100000
+# Work, what of it, must, goal of the ratio between a card on UDP and an echo.
+RATIOS = [
+    ("R1", "cpu", 1.10, 1.05),
+    ("W1", "cpu", 1.10, 1.05),
+    ("R12", "cpu", 1.20, 1.10),
+    ("W12", "cpu", 1.20, 1.10),
+    ("N50", "cpu", 1.35, 1.25),
+    ("R80", "cpu", 1.60, 1.45),
+    ("R80", "roundTrip", 1.40, 1.25),
+]
+RATIO_NAMES = {"cpu": "processor time of a card on UDP against an echo", "roundTrip": "round trip of a card on UDP against an echo"}
 
 
 def fail(message):
@@ -105,6 +116,7 @@ def check(instructions, blocks):
 
 
 def shown(number):
+    """As it stands in the table."""
     if number is None:
         return ""
     if isinstance(number, int):
@@ -125,7 +137,7 @@ class Table:
         self.rows.append((figure, shown(now), shown(must), shown(goal), "; ".join(part for part in (verdict, note) if part)))
 
     def markdown(self):
-        head = ("figure", "counted", "must", "goal", "")
+        head = ("figure", "now", "must", "goal", "")
         widths = [max(len(row[i]) for row in self.rows + [head]) for i in range(5)]
         rule = tuple("-" * (width - 1) + ":" if 0 < i < 4 else "-" * width for i, width in enumerate(widths))
 
@@ -134,6 +146,17 @@ class Table:
             return "| " + " | ".join(cells) + " |"
 
         return "\n".join(line(row) for row in [head, rule] + self.rows)
+
+
+def add_ratios(table, build):
+    """Runs the card and the echo in turn; a row for each ratio that is asked for."""
+    print(f"a card on UDP and an echo in turn, half a minute; load {os.getloadavg()[0]:.1f}", file=sys.stderr, flush=True)
+    lines = [line.split() for line in run([os.path.join(build, "bench", "udpRatios")], "udpRatios").splitlines()]
+    ratios = {(name, what): [float(number) for number in numbers] for name, what, *numbers in lines}
+    for name, what, must, goal in RATIOS:
+        median, least, most = ratios[name, what]
+        table.add(f"{name}, {RATIO_NAMES[what]}, ratio", median, must, goal, f"median of nine, {least:.2f} to {most:.2f}")
+    table.add("load of the machine during the ratios", os.getloadavg()[0])
 
 
 def read_sizes(build):
@@ -174,13 +197,19 @@ def figures(build, instructions, blocks, wire):
     for name, (request, answer) in wire.items():
         if name in ("R1", "R12", "R80", "W1", "W12", "N50"):
             table.add(f"{name}, bytes on the wire", request + answer, note=f"{request} there, {answer} back")
+    add_ratios(table, build)
     return table.markdown()
 
 
 def main():
-    if len(sys.argv) != 3 or sys.argv[1] not in ("print", "check", "update"):
+    if len(sys.argv) != 3 or sys.argv[1] not in ("print", "check", "update", "udp"):
         sys.exit(__doc__)
     mode, build = sys.argv[1:]
+    if mode == "udp":
+        table = Table()
+        add_ratios(table, build)
+        print(table.markdown())
+        return
     instructions, blocks, wire = count(build)
     if mode == "check":
         check(instructions, blocks)

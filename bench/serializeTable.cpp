@@ -2,10 +2,8 @@
 #include "card.h"
 #include "measure.h"
 
-constexpr int SIZE = 11 + 16 * (19 + 3 * 11 + 8);
-
 __attribute__((noinline)) bool sizeAndSerialize(const TRELMessage& message, char* buffer, int length) {
-  return message.headerLen + message.sizeOfTlvs() == SIZE && message.serialize(buffer, length);
+  return message.headerLen + message.sizeOfTlvs() == bench::TABLE_ANSWER && message.serialize(buffer, length);
 }
 
 int main() {

@@ -5,7 +5,6 @@
 int main() {
   bench::Card card;
   std::string request = bench::writeTwelveNumbers();
-  constexpr int ANSWER = 11;
-  bench::printWire(request.size(), ANSWER);
-  return bench::measure([&] { return card.answers(request, ANSWER); });
+  bench::printWire(request.size(), bench::WRITE_ANSWER);
+  return bench::measure([&] { return card.answers(request, bench::WRITE_ANSWER); });
 }
