@@ -5,12 +5,8 @@
 #include <cstddef>
 #include <cstdio>
 
+#include "counted.h"
 #include "heap.h"
-#if __has_include(<valgrind/callgrind.h>)
-#include <valgrind/callgrind.h>
-#else
-#define CALLGRIND_ZERO_STATS  // a foreign machine: nothing is counted there
-#endif
 
 namespace bench {
 
@@ -25,9 +21,10 @@ int measure(Run run, int runs = 100) {
   for (int i = 0; i < WARM_UP; ++i)
     good = run() && good;
   const std::size_t before = heapBlocks();
-  CALLGRIND_ZERO_STATS;
+  countFromHere();
   for (int i = 0; i < runs; ++i)
     good = run() && good;
+  tellCounted();
   std::printf("runs %d\nblocks %zu\n", runs, heapBlocks() - before);
   if (!good) std::fputs("error: what was measured did not do its work\n", stderr);
   return good ? 0 : 1;

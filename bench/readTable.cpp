@@ -3,6 +3,7 @@
 #include "measure.h"
 
 int main() {
+  bench::countFunction(bench::entryOf(&TrelProtocolBase::handleTrelMsg));
   bench::Card card;
   std::string request = bench::readTable();
   bench::printWire(request.size(), bench::TABLE_ANSWER);

@@ -22,6 +22,7 @@ std::vector<std::unique_ptr<TrelObject>> otherObjects() {
 }  // namespace
 
 int main() {
+  bench::countFunction(bench::entryOf(&TrelProtocolBase::handleTrelMsg));
   const auto others = otherObjects();
   std::vector<TrelObject*> earlier;
   for (const auto& other : others)

@@ -3,6 +3,7 @@
 #include "measure.h"
 
 int main() {
+  bench::countFunction(bench::entryOf(&TrelProtocolBase::handleTrelMsg));
   bench::Card card;
   std::string request = bench::writeOneNumber();
   bench::printWire(request.size(), bench::WRITE_ANSWER);
