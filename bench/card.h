@@ -91,12 +91,12 @@ inline void putMessageId(std::string& request, unsigned short id) {
 
 class Card {
  public:
-  // `earlier`: objects that are asked before the card's own two.
-  explicit Card(const std::vector<TrelObject*>& earlier = {}) {
+  // `earlier`: objects that are asked before the card's own two, or before the table alone.
+  explicit Card(const std::vector<TrelObject*>& earlier = {}, bool hasScalars = true) {
     g_traceObject = &trace_;
     for (TrelObject* object : earlier)
       engine.registerObject(object);
-    engine.registerObject(&scalar);
+    if (hasScalars) engine.registerObject(&scalar);
     engine.registerObject(&table);
   }
   Card(const Card&) = delete;

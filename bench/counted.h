@@ -10,6 +10,7 @@
 #include <valgrind/callgrind.h>
 #else
 #define CALLGRIND_ZERO_STATS  // a foreign machine: callgrind does not count there
+#define RUNNING_ON_VALGRIND 0
 #endif
 
 namespace bench {
@@ -38,17 +39,21 @@ std::uintptr_t entryOf(Function function) {
   return address;
 }
 
-// To be told before the function runs first. Callgrind is told by its command line.
-inline void countFunction(std::uintptr_t entry) {
-  syscall(EMULATOR_CALL, COUNT_FUNCTION, entry, __start_benchCallers, __stop_benchCallers);
+// Callgrind, which knows no such call, is told by its command line what to count.
+inline void tellEmulator(EmulatorCall what, std::uintptr_t entry = 0) {
+  if (RUNNING_ON_VALGRIND) return;
+  syscall(EMULATOR_CALL, what, entry, __start_benchCallers, __stop_benchCallers);
 }
+
+// To be called before the function runs first.
+inline void countFunction(std::uintptr_t entry) { tellEmulator(COUNT_FUNCTION, entry); }
 
 inline void countFromHere() {
   CALLGRIND_ZERO_STATS;
-  syscall(EMULATOR_CALL, COUNT_FROM_HERE, 0, 0, 0);
+  tellEmulator(COUNT_FROM_HERE);
 }
 
-inline void tellCounted() { syscall(EMULATOR_CALL, COUNT_TOLD, 0, 0, 0); }
+inline void tellCounted() { tellEmulator(COUNT_TOLD); }
 
 }  // namespace bench
 

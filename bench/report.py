@@ -5,11 +5,10 @@ Called by scripts/bench, which has built everything."""
 import datetime
 import json
 import os
-import re
-import subprocess
 import sys
 
-ROOT = os.path.dirname(os.path.dirname(os.path.abspath(__file__)))
+from counting import ROOT, callgrind, compiler, fail, machine, run, values_of
+
 BASELINE = os.path.join(ROOT, "bench", "baseline.json")
 FIGURES = os.path.join(ROOT, "docs", "performance", "figures.md")
 TOLERANCE = 0.02
@@ -40,6 +39,13 @@ WORKS = [
     ("N50", "N50, instructions a change", 50, 135, 110, 1.10),
     ("serialize80", "sizeOfTlvs and serialize, 80 cells, instructions a variable", 80, 85, 65, 1.10),
 ]
+# Files that bench/growth.py draws.
+PLOTS = [
+    ("growth-objects", "with the number of registered objects"),
+    ("growth-rows", "with the rows of a table"),
+    ("growth-variables", "with the variables in a request"),
+    ("growth-eventable", "with the eventable variables of a scan"),
+]
 EMULATOR = ["qemu-arm", "-L", "/usr/arm-linux-gnueabihf"]
 # Work, what of it, must, goal of the ratio between a card on UDP and an echo.
 RATIOS = [
@@ -54,25 +60,6 @@ RATIOS = [
 RATIO_NAMES = {"cpu": "processor time of a card on UDP against an echo", "roundTrip": "round trip of a card on UDP against an echo"}
 
 
-def fail(message):
-    sys.exit("error: " + message)
-
-
-def values_of(text):
-    """The lines "name number" of a benchmark's output."""
-    return {name: int(number) for name, number in (line.split() for line in text.splitlines())}
-
-
-def run(command, what):
-    try:
-        done = subprocess.run(command, capture_output=True, text=True, timeout=300, check=False)
-    except subprocess.TimeoutExpired:
-        fail(f"{what} takes more than five minutes")
-    if done.returncode != 0:
-        fail(f"{what} failed:\n{done.stdout}{done.stderr}")
-    return done.stdout
-
-
 def count(build):
     """Instructions and blocks of one run of each count, and the bytes of its datagrams."""
     instructions, blocks, wire = {}, {}, {}
@@ -80,14 +67,8 @@ def count(build):
         print(f"[{number}/{len(COUNTS)}] {name}: {program}", file=sys.stderr, flush=True)
         path = os.path.join(build, "bench", program)
         plain = values_of(run([path], program))
-        record = os.path.join(build, f"callgrind.{name}")
-        run(["valgrind", "-q", "--tool=callgrind", "--collect-atstart=no", f"--toggle-collect={function}",
-             f"--callgrind-out-file={record}", path], program + " under callgrind")
-        with open(record, encoding="utf-8") as lines:
-            summary = re.search(r"^summary: (\d+)", lines.read(), re.MULTILINE)
-        if summary is None or int(summary.group(1)) == 0:
-            fail(f"callgrind did not meet the function {function} of {program}")
-        instructions[name] = round(int(summary.group(1)) / plain["runs"])
+        counted = callgrind([path], function, os.path.join(build, f"callgrind.{name}"))
+        instructions[name] = round(counted / plain["runs"])
         if not name.endswith("TraceLine"):
             blocks[name] = -(-plain["blocks"] // plain["runs"])  # rounded up
         if "answer" in plain:
@@ -114,24 +95,9 @@ def count_armhf(build):
 
 def count_start_up(build):
     """Instructions of loading the library, and those of them that its initialisers take."""
-    library = os.path.join(build, "components", "trel", "libtrel.so")
-    counted = []
-    for function in ("dlopen@*", "_GLOBAL__sub_I_trel*"):
-        record = os.path.join(build, "callgrind.startUp")
-        run(["valgrind", "-q", "--tool=callgrind", "--collect-atstart=no", f"--toggle-collect={function}",
-             f"--callgrind-out-file={record}", os.path.join(build, "bench", "startUp"), library], "startUp under callgrind")
-        with open(record, encoding="utf-8") as lines:
-            counted.append(int(re.search(r"^summary: (\d+)", lines.read(), re.MULTILINE).group(1)))
-    return counted
-
-
-def compiler():
-    return "g++ " + run(["g++", "-dumpfullversion"], "g++").strip()
-
-
-def machine():
-    libc = run(["getconf", "GNU_LIBC_VERSION"], "getconf").strip()
-    return f"x86-64, {compiler()}, {libc}, {run(['valgrind', '--version'], 'valgrind').strip()}"
+    command = [os.path.join(build, "bench", "startUp"), os.path.join(build, "components", "trel", "libtrel.so")]
+    return [callgrind(command, function, os.path.join(build, "callgrind.startUp"))
+            for function in ("dlopen@*", "_GLOBAL__sub_I_trel*")]
 
 
 def check(instructions, blocks):
@@ -273,7 +239,7 @@ def main():
         with open(FIGURES, "w", encoding="utf-8") as file:
             file.write(f"# What the library costs\n\nCounted on {datetime.date.today().isoformat()}: {machine()}.\n"
                        "Written by `scripts/bench --update`; `bench/README.md` says what is counted and what is not.\n\n"
-                       f"{table}\n")
+                       f"{table}\n\n## How the cost grows\n\n" + "\n".join(f"![{words}]({name}.svg)\n" for name, words in PLOTS))
         print("\nwritten: bench/baseline.json, docs/performance/figures.md")
 
 

@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr std::size_t STACK = 256 * 1024;
+constexpr std::size_t STACK = std::size_t{256} * 1024;
 constexpr unsigned char COLOUR = 0xA5;
 constexpr std::size_t RED_ZONE = 128;  // below the stack pointer, and still a function's own
 
