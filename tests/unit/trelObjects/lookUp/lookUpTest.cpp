@@ -88,6 +88,16 @@ TEST(UpdateLookUp, TheProgramIsOpenedByTheFirstRequestAloneAndClosedAgain) {
   EXPECT_EQ(calls, (Calls{"the program is opened", "the program is closed"}));
 }
 
+TEST(UpdateLookUp, AnObjectThatOverridesNothingIsKnownWithoutTheProgram) {
+  TrelScalar plain("plain", 1, true);
+  plain.addProp(new TypeProperty<unsigned int>(5, "temperature", IFC_CARD_VAR_READ_WRITE, 42U), 0);
+  RecordingEngine engine;
+  engine.registerObject(&plain);
+  engine.receive("4F544E31 01 01 0007 | 10800005 01 0000"_hex, "");
+  EXPECT_EQ(engine.sent(), Datagrams{FIRST});
+  EXPECT_EQ(calls, Calls{});
+}
+
 TEST(UpdateLookUp, AProgramThatCannotBeOpenedIsOpenedByTheNextRequest) {
   Card card;
   nextOpenFails = true;
