@@ -39,6 +39,18 @@ def callgrind(command, function, record):
     return int(summary.group(1))
 
 
+def markdown(head, rows, left=(0,)):
+    """A table; `left`: the columns that are text."""
+    widths = [max(len(row[i]) for row in [head] + rows) for i in range(len(head))]
+    rule = ["-" * width if i in left else "-" * (width - 1) + ":" for i, width in enumerate(widths)]
+
+    def line(row):
+        cells = (cell.ljust(width) if i in left else cell.rjust(width) for i, (cell, width) in enumerate(zip(row, widths)))
+        return "| " + " | ".join(cells) + " |"
+
+    return "\n".join(line(row) for row in [head, rule] + rows)
+
+
 def compiler():
     return "g++ " + run(["g++", "-dumpfullversion"], "g++").strip()
 

@@ -74,9 +74,9 @@ void bench::pinToOneCore() {
   if (sched_setaffinity(0, sizeof cores, &cores) != 0) failed("error: sched_setaffinity");
 }
 
-int bench::loopbackSocket(int type) {
+int bench::loopbackSocket(int type, unsigned short port) {
   const int made = newSocket(type);
-  const sockaddr_in address = loopbackAddress(0);
+  const sockaddr_in address = loopbackAddress(port);
   if (bind(made, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) failed("error: bind");
   return made;
 }

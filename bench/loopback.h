@@ -17,9 +17,9 @@ namespace bench {
 // Puts this process, and those that it starts, on one core: the last one that it may use.
 void pinToOneCore();
 
-// A socket on 127.0.0.1 and a free port, of SOCK_DGRAM or SOCK_STREAM. Whoever waits on it longer than five seconds gets an
-// error. Ends the program when there is none.
-int loopbackSocket(int type);
+// A socket on 127.0.0.1, of SOCK_DGRAM or SOCK_STREAM; port 0 is a free one. Whoever waits on it longer than five seconds
+// gets an error. Ends the program when there is none.
+int loopbackSocket(int type, unsigned short port = 0);
 unsigned short portOf(int socket);
 // The same, connected to that port.
 int connectedSocket(int type, unsigned short port);

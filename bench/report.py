@@ -7,7 +7,7 @@ import json
 import os
 import sys
 
-from counting import ROOT, callgrind, compiler, fail, machine, run, values_of
+from counting import ROOT, callgrind, compiler, fail, machine, markdown, run, values_of
 
 BASELINE = os.path.join(ROOT, "bench", "baseline.json")
 FIGURES = os.path.join(ROOT, "docs", "performance", "figures.md")
@@ -148,15 +148,7 @@ class Table:
         self.rows.append((figure, shown(now), shown(must), shown(goal), "; ".join(part for part in (verdict, note) if part)))
 
     def markdown(self):
-        head = ("figure", "now", "must", "goal", "")
-        widths = [max(len(row[i]) for row in self.rows + [head]) for i in range(5)]
-        rule = tuple("-" * (width - 1) + ":" if 0 < i < 4 else "-" * width for i, width in enumerate(widths))
-
-        def line(row):
-            cells = (cell.rjust(width) if 0 < i < 4 else cell.ljust(width) for i, (cell, width) in enumerate(zip(row, widths)))
-            return "| " + " | ".join(cells) + " |"
-
-        return "\n".join(line(row) for row in [head, rule] + self.rows)
+        return markdown(("figure", "now", "must", "goal", ""), self.rows, left=(0, 4))
 
 
 def add_ratios(table, build):

@@ -1,52 +1,60 @@
 #include "udpCard.h"
 
-#include <vector>
+#include <unistd.h>
 
-namespace {
+#include <utility>
 
-// The shared card on a socket, at the same trace level.
-struct UdpCard {
-  explicit UdpCard(int socket) : engine(socket) {
-    g_traceObject = &trace;
-    engine.registerObject(&scalar);
-    engine.registerObject(&table);
-  }
+#include "loopback.h"
 
-  int level = 4;
-  TraceObject trace{&level};
-  bench::CardScalar scalar;
-  bench::CardTable table;
-  bench::SocketEngine engine;
-};
-
-}  // namespace
-
-void bench::serveCard(int socket) {
-  UdpCard card(socket);
-  for (;;) {
-    const int length = card.engine.receive();
-    if (length >= 0) card.engine.handleTrelMsg(length, card.engine.request, card.engine.peerText());
-  }
+bench::UdpCard::UdpCard(int socket) : engine_(socket) {
+  g_traceObject = &trace_;
+  engine_.registerObject(&scalar_);
+  engine_.registerObject(&table_);
+  engine_.eventHandler();  // the first scan of a process only collects
 }
 
-void bench::serveChanges(int socket) {
-  UdpCard card(socket);
-  const FiftyNumbers numbers(card.scalar, card.table);
-  card.engine.eventHandler();  // the first scan of a process only collects
-  for (int value = 1;; ++value) {
-    if (card.engine.receive() < 0) continue;
-    numbers.set(value);
-    card.engine.eventHandler();
-  }
+bench::UdpCard::~UdpCard() { g_traceObject = nullptr; }
+
+void bench::UdpCard::answer() {
+  const int length = engine_.receive();
+  if (length >= 0) engine_.handleTrelMsg(length, engine_.request, engine_.peerText());
 }
 
-void bench::serveEcho(int socket, std::size_t answer) {
-  std::vector<char> buffer(1200);
-  for (;;) {
-    sockaddr_in sender{};
-    socklen_t length = sizeof sender;
-    const ssize_t received =
-        recvfrom(socket, buffer.data(), buffer.size(), 0, reinterpret_cast<sockaddr*>(&sender), &length);
-    if (received >= 0) sendto(socket, buffer.data(), answer, 0, reinterpret_cast<const sockaddr*>(&sender), length);
-  }
+void bench::UdpCard::report() {
+  if (engine_.receive() < 0) return;
+  numbers_.set(++value_);
+  engine_.eventHandler();
+}
+
+void bench::echo(int socket, std::size_t answer) {
+  static char buffer[1200];
+  sockaddr_in sender{};
+  socklen_t length = sizeof sender;
+  const ssize_t received = recvfrom(socket, buffer, sizeof buffer, 0, reinterpret_cast<sockaddr*>(&sender), &length);
+  if (received >= 0) sendto(socket, buffer, answer, 0, reinterpret_cast<const sockaddr*>(&sender), length);
+}
+
+bench::UdpClient::UdpClient(unsigned short server, std::string request,
+                            std::function<bool(const char*, std::size_t)> isGood)
+    : socket_(connectedSocket(SOCK_DGRAM, server)), request_(std::move(request)), isGood_(std::move(isGood)) {}
+
+bench::UdpClient::~UdpClient() { close(socket_); }
+
+bool bench::UdpClient::asks(std::size_t idAt) {
+  ++messageId_;
+  request_[idAt] = static_cast<char>(messageId_ >> 8);
+  request_[idAt + 1] = static_cast<char>(messageId_);
+  if (send(socket_, request_.data(), request_.size(), 0) != static_cast<ssize_t>(request_.size())) return false;
+  const ssize_t received = recv(socket_, received_, sizeof received_, 0);
+  return received > 0 && isGood_(received_, static_cast<std::size_t>(received));
+}
+
+std::function<bool(const char*, std::size_t)> bench::isAnswerOf(int length) {
+  return [length](const char* bytes, std::size_t received) {
+    return received == static_cast<std::size_t>(length) && bytes[8] == RESULT_OK;
+  };
+}
+
+std::function<bool(const char*, std::size_t)> bench::isOf(int length) {
+  return [length](const char*, std::size_t received) { return received == static_cast<std::size_t>(length); };
 }

@@ -7,6 +7,10 @@
 #include <netinet/in.h>
 #include <sys/socket.h>
 
+#include <cstddef>
+#include <functional>
+#include <string>
+
 #include "card.h"
 
 namespace bench {
@@ -45,12 +49,58 @@ class SocketEngine : public TrelProtocolBase {
   char answer_[1200];
 };
 
-// Answers requests for ever.
-void serveCard(int socket);
-// Changes 50 numbers for each datagram that comes, whatever it is, and reports them. For ever.
-void serveChanges(int socket);
-// The measure of both: for each datagram that comes, one of that many bytes goes back. For ever.
-void serveEcho(int socket, std::size_t answer);
+// The shared card on a socket, at the same trace level.
+class UdpCard {
+ public:
+  explicit UdpCard(int socket);
+  UdpCard(const UdpCard&) = delete;
+  UdpCard& operator=(const UdpCard&) = delete;
+  ~UdpCard();
+
+  // Waits for a request and answers it.
+  void answer();
+  // Waits for a datagram, whatever it is, changes 50 numbers and reports them to whom it came from.
+  void report();
+
+ private:
+  int level_ = 4;
+  TraceObject trace_{&level_};
+  CardScalar scalar_;
+  CardTable table_;
+  SocketEngine engine_;
+  FiftyNumbers numbers_{scalar_, table_};
+  int value_ = 0;
+};
+
+// The measure of both: waits for a datagram, and sends one of so many bytes back.
+void echo(int socket, std::size_t answer);
+
+// The client's end: asks, and takes what comes back.
+class UdpClient {
+ public:
+  // `isGood` looks at an answer.
+  UdpClient(unsigned short server, std::string request,
+            std::function<bool(const char* bytes, std::size_t length)> isGood);
+  UdpClient(const UdpClient&) = delete;
+  UdpClient& operator=(const UdpClient&) = delete;
+  ~UdpClient();
+
+  // One exchange. `idAt`: where the request has a number of two bytes that is another one each time.
+  bool asks(std::size_t idAt);
+
+ private:
+  int socket_;
+  std::string request_;
+  std::function<bool(const char*, std::size_t)> isGood_;
+  unsigned short messageId_ = 0;
+  char received_[4096];
+};
+
+// Where a request of ours has its message id.
+constexpr std::size_t MESSAGE_ID_AT = 6;
+// Whether an answer, or a report, has this length; an answer must be a good one besides.
+std::function<bool(const char*, std::size_t)> isAnswerOf(int length);
+std::function<bool(const char*, std::size_t)> isOf(int length);
 
 }  // namespace bench
 

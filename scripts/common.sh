@@ -15,6 +15,7 @@ PACKAGES_COVERAGE=(gcovr)
 PACKAGES_FUZZ=(clang libclang-rt-14-dev llvm)
 PACKAGES_MUTATION=(git python3 python3-clang-14)
 PACKAGES_BENCH=(valgrind binutils python3)
+PACKAGES_PEERS=(libsnmp-dev libmodbus-dev libcoap3-dev nanopb libnanopb-dev protobuf-compiler libprotobuf-dev)
 PACKAGES_RELEASE=(abigail-tools doxygen dpkg-dev file python3)
 
 # A heading on the screen, to find one's way in a long log.
