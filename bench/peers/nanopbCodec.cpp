@@ -57,9 +57,10 @@ int main(int argumentCount, char** arguments) {
   static Variables numbers = Variables_init_zero;
   static int values[80];
   fillTable(table);
-  for (unsigned int i = 0; i < 12; ++i)
-    next(numbers, bench::FIRST_CELL + (i % 3 + 1) * bench::NEXT_COLUMN + i / 3, Variable_number_tag).value.number =
-        static_cast<int>(i) + 1;
+  for (unsigned int i = 0; i < 12; ++i) {
+    const unsigned int cell = bench::FIRST_CELL + (i % 3 + 1) * bench::NEXT_COLUMN + i / 3;
+    next(numbers, cell, Variable_number_tag).value.number = static_cast<int>(i) + 1;
+  }
   const std::size_t size = encode(numbers, written, sizeof written);
   return bench::measureCodec(
       argumentCount, arguments, [&] { return encode(table, buffer, sizeof buffer) > 0; },
