@@ -177,7 +177,7 @@ def figures(build, instructions, blocks, wire):
         table.add(figure, each(instructions[name], many), must, goal)
     on_armhf = count_armhf(build)
     for name, figure, many, must, goal, more in WORKS:
-        table.add(figure.replace(",", " on armhf,", 1), each(on_armhf[name], many), round(must * more, 1), round(goal * more, 1))
+        table.add(figure.replace(",", " on armhf,", 1), each(on_armhf[name], many), *(each(round(number * more * many), many) for number in (must, goal)))
     table.add("R80 with 160 registered objects against 2, ratio", instructions["R80among160"] / instructions["R80"], 1.15, 1.0)
     table.add("a scan of 100,000 eventable numbers, none pending, instructions a number", instructions["idleScan"] / IDLE_PROPERTIES)
     table.add("a trace line, gate shut, instructions", instructions["withTraceLine"] - instructions["withoutTraceLine"],

@@ -46,14 +46,15 @@ Peer trelPeer();
 Peer echoPeer();
 Peer modbusPeer();
 // Without access control: the callbacks that ask for it are taken off. With: one community, and a view of two branches that
-// it may read and write.
+// it may read and write. With TCP wrappers besides: what Debian's build asks about each datagram.
 Peer snmpPeer();
 Peer controlledSnmpPeer();
+Peer debianSnmpPeer();
 Peer coapPeer();
 
 // Ours first.
 inline std::vector<Peer> allPeers() {
-  return {trelPeer(), echoPeer(), modbusPeer(), coapPeer(), snmpPeer(), controlledSnmpPeer()};
+  return {trelPeer(), echoPeer(), modbusPeer(), coapPeer(), snmpPeer(), controlledSnmpPeer(), debianSnmpPeer()};
 }
 
 constexpr const char* WORK_NAMES[] = {"R1", "R12", "R80", "W1", "W12", "N50"};

@@ -5,6 +5,7 @@
 // Before the others.
 #include <net-snmp/net-snmp-includes.h>
 // Likewise.
+#include <dlfcn.h>
 #include <net-snmp/agent/agent_callbacks.h>
 #include <net-snmp/agent/agent_trap.h>
 #include <net-snmp/agent/net-snmp-agent-includes.h>
@@ -23,8 +24,22 @@
 #include "support/bytes.h"
 #include "udpCard.h"
 
-// Debian's build asks the TCP wrappers about each datagram, and they open two files. Not a matter of the protocol: left out.
-extern "C" __attribute__((visibility("default"))) int hosts_ctl(char*, char*, char*, char*) { return 1; }
+namespace {
+
+// What stands between a request and a variable.
+enum class Control { NONE, VIEWS, VIEWS_AND_HOSTS };
+
+Control control = Control::NONE;
+
+}  // namespace
+
+// Debian's build asks the TCP wrappers about each datagram, and they open two files. It is no matter of the protocol, so
+// they are asked only by the card that is to show what a Debian system has.
+extern "C" __attribute__((visibility("default"))) int hosts_ctl(char* daemon, char* name, char* address, char* user) {
+  if (control != Control::VIEWS_AND_HOSTS) return 1;
+  static const auto wrappers = reinterpret_cast<decltype(&hosts_ctl)>(dlsym(RTLD_NEXT, "hosts_ctl"));
+  return wrappers(daemon, name, address, user);
+}
 
 extern "C" int vacm_in_view_callback(int majorID, int minorID, void* serverarg, void* clientarg);
 
@@ -140,7 +155,7 @@ void registerTable() {
 
 class Server : public bench::PeerServer {
  public:
-  Server(const bench::Place& place, bool isControlled) : ticks_(place.work == bench::Work::N50 ? place.ticks : -1) {
+  explicit Server(const bench::Place& place) : ticks_(place.work == bench::Work::N50 ? place.ticks : -1) {
     setenv("MIBS", "", 1);
     snmp_disable_log();
     for (const int option : {NETSNMP_DS_LIB_DONT_READ_CONFIGS, NETSNMP_DS_LIB_DONT_PERSIST_STATE,
@@ -159,7 +174,7 @@ class Server : public bench::PeerServer {
                                "rwcommunity public 127.0.0.1 -V card"})
       netsnmp_config(option.data());
     init_snmp("bench");
-    if (!isControlled) {
+    if (control == Control::NONE) {
       for (const int check :
            {SNMPD_CALLBACK_ACM_CHECK, SNMPD_CALLBACK_ACM_CHECK_INITIAL, SNMPD_CALLBACK_ACM_CHECK_SUBTREE})
         snmp_unregister_callback(SNMP_CALLBACK_APPLICATION, check, vacm_in_view_callback, nullptr, 0);
@@ -344,11 +359,11 @@ class TrapSink : public bench::PeerClient {
   sockaddr_in server_{};
 };
 
-std::unique_ptr<bench::PeerServer> serveAll(const bench::Place& place) {
-  return std::make_unique<Server>(place, false);
-}
-std::unique_ptr<bench::PeerServer> serveAllowed(const bench::Place& place) {
-  return std::make_unique<Server>(place, true);
+// In a process of its own.
+template <Control CHOSEN>
+std::unique_ptr<bench::PeerServer> serve(const bench::Place& place) {
+  control = CHOSEN;
+  return std::make_unique<Server>(place);
 }
 
 std::unique_ptr<bench::PeerClient> ask(const bench::Place& place) {
@@ -361,7 +376,10 @@ int oneQuestion(bench::Work) { return 1; }
 
 }  // namespace
 
-bench::Peer bench::snmpPeer() { return {"Net-SNMP", true, oneQuestion, serveAll, ask}; }
+bench::Peer bench::snmpPeer() { return {"Net-SNMP", true, oneQuestion, serve<Control::NONE>, ask}; }
 bench::Peer bench::controlledSnmpPeer() {
-  return {"Net-SNMP with access control", true, oneQuestion, serveAllowed, ask};
+  return {"Net-SNMP with access control", true, oneQuestion, serve<Control::VIEWS>, ask};
+}
+bench::Peer bench::debianSnmpPeer() {
+  return {"Net-SNMP with access control, TCP wrappers", true, oneQuestion, serve<Control::VIEWS_AND_HOSTS>, ask};
 }
