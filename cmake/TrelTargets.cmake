@@ -48,7 +48,7 @@ endfunction()
 set(trel_hardening_flags "")
 if(TREL_HARDENING AND NOT TREL_SANITIZE AND NOT TREL_COVERAGE)
   # -fcf-protection is known on x86 alone, -fstack-clash-protection not by every compiler for every machine.
-  foreach(flag IN ITEMS -fstack-protector-strong -fstack-clash-protection -fcf-protection)
+  foreach(flag IN ITEMS -fstack-protector-strong -fstack-clash-protection -fcf-protection=return)
     string(MAKE_C_IDENTIFIER "TREL_HAS${flag}" known)
     check_cxx_compiler_flag("-Werror ${flag}" ${known})
     if(${known})
@@ -61,6 +61,9 @@ endif()
 function(trel_shipped_library target)
   # The libraries of a build find each other from where they lie, so that they are the same bytes in every folder.
   set_target_properties(${target} PROPERTIES BUILD_RPATH_USE_ORIGIN ON)
+  # Calls within one source go straight to the function. Virtual operations are overridden as ever; only a program that
+  # puts a function of its own in the place of a library's, by its name, is not met by them.
+  target_compile_options(${target} PRIVATE -fno-semantic-interposition)
   get_target_property(type ${target} TYPE)
   if(type STREQUAL "SHARED_LIBRARY" AND NOT TREL_SANITIZE)
     # A sanitizer's runtime is in the program, so a library that uses it cannot be complete in itself.
@@ -74,7 +77,7 @@ function(trel_shipped_library target)
     "$<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE;-D_FORTIFY_SOURCE=3>")
   if(type STREQUAL "SHARED_LIBRARY")
     target_link_options(${target} PRIVATE "LINKER:-z,relro,-z,now,-z,noexecstack")
-    if("-fcf-protection" IN_LIST trel_hardening_flags)
+    if("-fcf-protection=return" IN_LIST trel_hardening_flags)
       # Said outright: the C library's start files may say nothing about shadow stacks, and the linker would drop the mark.
       # They keep to them. Landing pads for indirect jumps they may lack, so that mark is left to the linker.
       target_link_options(${target} PRIVATE "LINKER:-z,shstk")

@@ -2,27 +2,82 @@
 
 #include <dlfcn.h>
 
-#include <cstring>
+#include <algorithm>
 #include <locale>
 #include <memory>
+#include <new>
 #include <sstream>
 #include <utility>
 
+#include "trel/trelCells.h"
 #include "trel/trelHookOverride.h"
+#include "trel/trelMessageWalk.h"
 #include "trel/trelOidLayout.h"
 #include "trel/trelTraceGate.h"
 
+// ----- where properties are found -----
+
+TrelProperty* TrelCells::search(const Row& row, unsigned int id) {
+  const auto found = row.find(id);
+  return found != row.end() ? found->second : nullptr;
+}
+
+void TrelCells::add(const Rows& rows, TrelProperty* property, unsigned int row) noexcept {
+  ++count_;
+  smallestId_ = std::min(smallestId_, property->id);
+  largestId_ = std::max(largestId_, property->id);
+  const unsigned int place = property->id - firstId_;
+  if (place >= stride_) {
+    build(rows);
+    return;
+  }
+  cells_[std::size_t{row} * stride_ + place] = property;
+  ++held_[row];
+}
+
+// Anew, for other ids or because there are properties enough by now.
+void TrelCells::build(const Rows& rows) noexcept {
+  constexpr std::size_t FREE_PLACES = 64;  // that are not worth a thought
+  stride_ = 0;
+  cells_.reset();
+  held_.reset();
+  const unsigned int places = largestId_ - smallestId_ + 1;  // 0 for all there are
+  if (places - 1 >= (2 * count_ + FREE_PLACES) / rows.size()) return;
+
+  cells_.reset(new (std::nothrow) TrelProperty*[rows.size() * places]());
+  held_.reset(new (std::nothrow) unsigned int[rows.size()]());
+  if (cells_ == nullptr || held_ == nullptr) return;
+  stride_ = places;
+  firstId_ = smallestId_;
+  for (std::size_t row = 0; row < rows.size(); ++row) {
+    for (const auto& [id, property] : *rows[row]) {
+      if (id - firstId_ >= stride_) continue;  // put there by hand
+      cells_[row * stride_ + (id - firstId_)] = property;
+      ++held_[row];
+    }
+  }
+}
+
 // ----- TrelObject -----
+
+trelHook::OwnVersions trelHook::own = {};
 
 TrelObject::TrelObject(std::string objectName, ifcCard::IfcCardObjectType type, unsigned int objectId, bool isCommon,
                        unsigned int numberOfRows)
-    : objectType(type), name(std::move(objectName)), id(objectId), common(isCommon), rowCount(numberOfRows) {
+    : objectType(type),
+      name(std::move(objectName)),
+      id(objectId),
+      common(isCommon),
+      rowCount(numberOfRows),
+      cells(std::make_unique<TrelCells>()) {
   rows.reserve(rowCount);
   std::vector<std::unique_ptr<std::map<unsigned int, TrelProperty*>>> made(rowCount);
   for (auto& row : made)
     row = std::make_unique<std::map<unsigned int, TrelProperty*>>();
   for (auto& row : made)
     rows.push_back(row.release());  // all or none: an allocator that throws leaves nothing behind
+  // While a constructor runs, the object is of its class: its virtual table names the library's own versions.
+  trelHook::own.update = trelHook::versionOf(*this, trelHook::UPDATE);
 }
 
 TrelObject::~TrelObject() {
@@ -50,6 +105,7 @@ bool TrelObject::addProp(TrelProperty* property, unsigned int row) {
     return false;  // the property keeps its row and object, and its owner
   }
   properties[property->id] = property;  // before the property is told: an allocator that throws changes neither
+  cells->add(rows, property, row);
   property->row = row;
   TREL_DEBUG3("[DEBUG3] %s:%d (%s) - [%s] Property %d added for row %d", TREL_HERE, name.c_str(), property->id, row);
   property->object = this;
@@ -57,12 +113,9 @@ bool TrelObject::addProp(TrelProperty* property, unsigned int row) {
 }
 
 TrelProperty* TrelObject::getProp(unsigned int propertyId, unsigned int row) {
-  if (row < rowCount) {
-    const auto found = rows[row]->find(propertyId);
-    if (found != rows[row]->end() && found->second != nullptr) {
-      TREL_DEBUG3("[DEBUG3] %s:%d (%s) - [%s] Property %d for row %d found", TREL_HERE, name.c_str(), propertyId, row);
-      return found->second;
-    }
+  if (TrelProperty* property = find(propertyId, row)) {
+    TREL_DEBUG3("[DEBUG3] %s:%d (%s) - [%s] Property %d for row %d found", TREL_HERE, name.c_str(), propertyId, row);
+    return property;
   }
   TREL_ERROR("[ERROR] %s:%d (%s) - [%s] Could not find property %d for row %d", TREL_HERE, name.c_str(), propertyId,
              row);
@@ -93,19 +146,25 @@ std::vector<TrelProperty*> TrelObject::getProperties() const {
 }
 
 std::vector<TrelProperty*> TrelObject::getPropertiesToEvent() const {
-  std::size_t pending = 0;
-  for (const auto* row : rows) {
-    for (const auto& entry : *row)
-      pending += entry.second->eventPending ? 1 : 0;
-  }
   std::vector<TrelProperty*> properties;
-  properties.reserve(pending);  // before any is handed out: an allocator that throws loses no change
-  for (const auto* row : rows) {
-    for (const auto& entry : *row) {
-      if (entry.second->sendEvent()) properties.push_back(entry.second);
-    }
-  }
+  takeChanged(properties);
   return properties;
+}
+
+// Fills an empty list with those whose event is pending and clears the flags. An allocator that throws loses no change: each waits in its
+// property again.
+void TrelObject::takeChanged(std::vector<TrelProperty*>& changed) const {
+  try {
+    cells->each(rows, [&](TrelProperty* property) {
+      if (!property->eventPending) return;
+      trelList::append(changed, property);
+      property->eventPending = false;
+    });
+  } catch (...) {
+    for (TrelProperty* property : changed)
+      property->eventPending = true;
+    throw;
+  }
 }
 
 void TrelObject::setToDefault() {
@@ -144,15 +203,17 @@ std::string TrelObject::str(int firstRow, int maxRows) const {
 // ----- TrelScalar -----
 
 TrelScalar::TrelScalar(std::string scalarName, unsigned int groupId, bool isCommon)
-    : TrelObject(std::move(scalarName), ifcCard::SCALAR, groupId, isCommon, 1) {}
+    : TrelObject(std::move(scalarName), ifcCard::SCALAR, groupId, isCommon, 1) {
+  trelHook::own.scalarOid = trelHook::versionOf(*this, trelHook::GET_OID);
+  trelHook::own.scalarSearch = trelHook::versionOf(*this, trelHook::GET_PROP_FROM_OID);
+}
 
 TrelScalar::~TrelScalar() = default;
 
 std::string TrelScalar::getObjectTypeStr() const { return "Scalar"; }
 
-// No operand is masked or checked: ids are the application's own, and this runs for every TLV that is written.
 unsigned int TrelScalar::getOID(unsigned int variableId, unsigned int) {
-  return variableId | id << trelOid::GROUP_SHIFT | (common ? trelOid::COMMON_BIT : 0);
+  return trelOid::ofScalar(id, common, variableId);
 }
 
 TrelProperty* TrelScalar::getPropFromOID(unsigned int oid) {
@@ -174,16 +235,17 @@ std::string TrelScalar::str(int firstRow, int maxRows) const {
 // ----- TrelTable -----
 
 TrelTable::TrelTable(std::string tableName, unsigned int tableId, bool isCommon, unsigned int numberOfRows)
-    : TrelObject(std::move(tableName), ifcCard::TABLE, tableId, isCommon, numberOfRows) {}
+    : TrelObject(std::move(tableName), ifcCard::TABLE, tableId, isCommon, numberOfRows) {
+  trelHook::own.tableOid = trelHook::versionOf(*this, trelHook::GET_OID);
+  trelHook::own.tableSearch = trelHook::versionOf(*this, trelHook::GET_PROP_FROM_OID);
+}
 
 TrelTable::~TrelTable() = default;
 
 std::string TrelTable::getObjectTypeStr() const { return "Table"; }
 
-// No operand is masked or checked, as in a scalar: column 256 of table 0 is column 0 of table 1.
 unsigned int TrelTable::getOID(unsigned int column, unsigned int row) {
-  return row | trelOid::TABLE_BIT | column << trelOid::COLUMN_SHIFT | id << trelOid::TABLE_SHIFT |
-         (common ? trelOid::COMMON_BIT : 0);
+  return trelOid::ofTable(id, common, column, row);
 }
 
 TrelProperty* TrelTable::getPropFromOID(unsigned int oid) {
@@ -203,47 +265,16 @@ std::string TrelTable::str(int firstRow, int maxRows) const {
 
 // ----- who overrides `update` -----
 
-namespace {
-
-// The function behind `update` in an object's virtual table: after the two entries of the destructor, getObjectTypeStr
-// and getOID.
-const void* updateOf(const TrelObject& object) {
-  constexpr int UPDATE_SLOT = 4;
-  const void* const* table = nullptr;
-  std::memcpy(&table, static_cast<const void*>(&object), sizeof table);
-  return table[UPDATE_SLOT];
-}
-
-// The base version as the library's own classes name it.
-const void* baseUpdate() {
-  static const void* const address = updateOf(TrelScalar("", 0, false));
-  return address;
-}
-
-// The base version as the program names it. One that is not position independent may have an entry of its own for a
-// library's function, and puts that into its virtual tables; a library linked -Bsymbolic does not see it in its own.
-// The name is looked up from the program, because such a library finds itself first. Null when the program does not
-// know the library.
-const void* baseUpdateOfProgram() {
+// A program that is not position independent may have an entry of its own for a library's function, and puts that into
+// its virtual tables; a library linked -Bsymbolic does not see it in its own. The name is looked up from the program,
+// because such a library finds itself first. A program that does not know the library has none of its own.
+void trelHook::findUpdateOfProgram() {
 #ifdef trel_EXPORTS
-  static bool known = false;
-  static const void* address = nullptr;
-  if (known) return address;
   void* program = dlopen(nullptr, RTLD_LAZY);
-  if (program == nullptr) return nullptr;  // out of memory: asked again next time
-  address = dlsym(program, "_ZN10TrelObject6updateEP12TrelPropertyj");
+  if (program == nullptr) return;  // out of memory: asked again next time
+  own.updateOfProgram = dlsym(program, "_ZN10TrelObject6updateEP12TrelPropertyj");
   dlclose(program);
-  known = true;
-  return address;
-#else
-  return baseUpdate();  // linked into the program: there is one name only
 #endif
-}
-
-}  // namespace
-
-// A virtual table is asked because a flag set by the base version would take an override that calls it for none.
-bool trelHook::overridesUpdate(const TrelObject& object) {
-  const void* update = updateOf(object);
-  return update != baseUpdate() && update != baseUpdateOfProgram();
+  // Linked into the program there is one name only.
+  if (own.updateOfProgram == nullptr) own.updateOfProgram = own.update;
 }

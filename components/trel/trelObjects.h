@@ -10,11 +10,15 @@
 #define TREL_TRELOBJECTS_H
 
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "trel/trelObjectId.h"
 #include "trel/trelProperty.h"
+
+class TrelCells;
+class TrelObjectIndex;
 
 namespace ifcCard {
 
@@ -89,6 +93,14 @@ class TREL_API TrelObject {
   void setToDefault();
   // `update` of every property, rows in order, ascending id. Always true.
   bool updateAll();
+
+ private:
+  friend class TrelObjectIndex;
+  friend class TrelProtocolBase;
+  inline TrelProperty* find(unsigned int propertyId, unsigned int row) const;
+  TREL_LOCAL void takeChanged(std::vector<TrelProperty*>& changed) const;
+
+  std::unique_ptr<TrelCells> cells;  // what `rows` holds, to be found without a search
 };
 
 // A group of single variables. Group ids above 31, and common groups above 3, cannot be addressed.

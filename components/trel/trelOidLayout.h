@@ -26,6 +26,19 @@ inline constexpr unsigned int row(unsigned int oid) { return oid & 0x3FFFU; }
 
 // A common scalar OID outside the common groups addresses nothing.
 inline constexpr bool usableScalar(unsigned int oid) { return !common(oid) || group(oid) < COMMON_GROUPS; }
+// What TrelObjectId decodes without a complaint.
+inline constexpr bool usable(unsigned int oid) {
+  return kind(oid) == KIND_TABLE || (kind(oid) == KIND_SCALAR && usableScalar(oid));
+}
+
+// No operand is masked or checked: ids are the application's own, and this runs for every TLV that is written. Column
+// 256 of table 0 is column 0 of table 1.
+inline constexpr unsigned int ofScalar(unsigned int group, bool common, unsigned int variable) {
+  return variable | group << GROUP_SHIFT | (common ? COMMON_BIT : 0);
+}
+inline constexpr unsigned int ofTable(unsigned int table, bool common, unsigned int column, unsigned int row) {
+  return row | TABLE_BIT | column << COLUMN_SHIFT | table << TABLE_SHIFT | (common ? COMMON_BIT : 0);
+}
 
 }  // namespace trelOid
 

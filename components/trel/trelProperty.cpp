@@ -11,6 +11,8 @@
 #include <sstream>
 #include <utility>
 
+#include "trel/trelHookOverride.h"
+#include "trel/trelMessageWalk.h"
 #include "trel/trelObjectId.h"
 #include "trel/trelObjects.h"
 #include "trel/trelPropertyLifetime.h"
@@ -36,12 +38,19 @@ namespace {
 // The lines of the templates name the header that they stand in, wherever it was included from.
 constexpr char TEMPLATE_FILE[] = "components/trel/trelProperty.h";
 
+bool fits(int size, int len) { return len >= 0 && size >= TLV_HEAD_LEN && size - TLV_HEAD_LEN >= len; }
+
+int refuseSize(const TrelProperty& property, const trelTrace::Site& site) {
+  TREL_ERROR("[ERROR] %s:%d (%s) - [%s] serializing buffer has not enough space left", TREL_AT(site),
+             property.name.c_str());
+  return -1;
+}
+
 // Writes the head of a property's TLV and returns where its `len` value bytes go. Null, with the ERROR line and nothing
 // written, when `size` bytes do not hold both.
 char* beginTlv(TrelProperty& property, char* buf, int size, int len, const trelTrace::Site& site) {
-  if (len < 0 || size < TLV_HEAD_LEN || size - TLV_HEAD_LEN < len) {
-    TREL_ERROR("[ERROR] %s:%d (%s) - [%s] serializing buffer has not enough space left", TREL_AT(site),
-               property.name.c_str());
+  if (!fits(size, len)) {
+    refuseSize(property, site);
     return nullptr;
   }
   storeTlvHead(buf, property.getOid(), static_cast<unsigned int>(property.getType()), static_cast<unsigned int>(len));
@@ -93,6 +102,8 @@ std::ostringstream beginLine(const TrelProperty& property) {
 
 // ----- TrelProperty --------------------------------------------------------------------------------------------------
 
+const void* TrelProperty::exactTables[TREL_TYPE_NONE + 1] = {};
+
 TrelProperty::TrelProperty(unsigned int propertyId, const char* propertyName, IfcCardVarAccessType access,
                            bool isEventable)
     : name(propertyName),
@@ -139,7 +150,11 @@ void TrelProperty::set(bool) { TREL_NOT_IMPLEMENTED("bool"); }
 void TrelProperty::set(std::string) { TREL_NOT_IMPLEMENTED("std::string"); }
 void TrelProperty::set(unsigned char*, unsigned int) { TREL_NOT_IMPLEMENTED("array of uint8_t"); }
 
-unsigned int TrelProperty::getOid() { return object != nullptr ? object->getOID(id, row) : id; }
+unsigned int TrelProperty::getOid() {
+  unsigned int oid = id;
+  if (object == nullptr || composeOid(oid)) return oid;
+  return object->getOID(id, row);
+}
 
 bool TrelProperty::sendEvent() {
   const bool pending = eventPending;
@@ -148,87 +163,128 @@ bool TrelProperty::sendEvent() {
 }
 
 int TrelProperty::checkBuffer(const char* tlv, bool checkValue) {
+  if (!hasOwnForm(tlv)) {
+    if (const int failure = checkForm(tlv)) return failure;
+  }
+  return checkValue ? checkWritable(tlv) : static_cast<int>(RESULT_OK);
+}
+
+int TrelProperty::refuseValue(const char* tlv) const {
+  TREL_ERROR("[ERROR] %s:%d (%s) - [%s] checkbuffer invalid value detected, value has len %i", __FILE__, __LINE__,
+             "checkBuffer", name.c_str(), tlvLen(tlv));
+  return RESULT_WRONG_VALUE;
+}
+
+// The first of OID, type and length that is not the property's, with its lines.
+[[gnu::noinline]] int TrelProperty::checkForm(const char* tlv) {
+  static constexpr char FUNCTION[] = "checkBuffer";
   const unsigned int oid = tlvOid(tlv);
   if (object != nullptr) {
     const unsigned int ownOid = object->getOID(id, row);
     if (oid != ownOid) {
       // The received OID is shown as the raw word that lay in the datagram, not converted.
       TREL_ERROR("[ERROR] %s:%d (%s) - [%s] trying to deserialize to a property with wrong oid, is %i , should be %i",
-                 TREL_HERE, name.c_str(), loadHost<int>(tlv), static_cast<int>(ownOid));
+                 __FILE__, __LINE__, FUNCTION, name.c_str(), loadHost<int>(tlv), static_cast<int>(ownOid));
       return RESULT_WRONG_OID;
     }
   } else if (oid != id) {
-    TREL_ERROR("[ERROR] %s:%d (%s) - [%s] trying to deserialize to a property with wrong id", TREL_HERE, name.c_str());
+    TREL_ERROR("[ERROR] %s:%d (%s) - [%s] trying to deserialize to a property with wrong id", __FILE__, __LINE__,
+               FUNCTION, name.c_str());
     return RESULT_WRONG_OID;
   }
 
   const int ownType = getType();
   const int type = tlvType(tlv);
   if (type != ownType) {
-    TREL_ERROR("[ERROR] %s:%d (%s) - [%s] trying to deserialize to a property of wrong type this %i, buf %i", TREL_HERE,
-               name.c_str(), ownType, type);
+    TREL_ERROR("[ERROR] %s:%d (%s) - [%s] trying to deserialize to a property of wrong type this %i, buf %i", __FILE__,
+               __LINE__, FUNCTION, name.c_str(), ownType, type);
     return RESULT_WRONG_TYPE;
   }
 
   const int len = tlvLen(tlv);
   if (ownType == TREL_TYPE_STRING) {
-    TREL_DEBUG3("[DEBUG3] %s:%d (%s) - [%s] we cannot know the size of a string when receiving, it is %i", TREL_HERE,
-                name.c_str(), len);
+    TREL_DEBUG3("[DEBUG3] %s:%d (%s) - [%s] we cannot know the size of a string when receiving, it is %i", __FILE__,
+                __LINE__, FUNCTION, name.c_str(), len);
   } else if (len != length()) {
     TREL_ERROR("[ERROR] %s:%d (%s) - [%s] trying to deserialize a property but tlv has incorrect size parameter",
-               TREL_HERE, name.c_str());
-    TREL_ERROR("[ERROR] %s:%d (%s) - [%s] it should be %i but it is %i", TREL_HERE, name.c_str(), length(), len);
+               __FILE__, __LINE__, FUNCTION, name.c_str());
+    TREL_ERROR("[ERROR] %s:%d (%s) - [%s] it should be %i but it is %i", __FILE__, __LINE__, FUNCTION, name.c_str(),
+               length(), len);
     return RESULT_WRONG_LEN;
-  }
-
-  if (!checkValue) return RESULT_OK;
-  if (accessType == IFC_CARD_VAR_READ_ONLY) return RESULT_READ_ONLY;
-  if (!validValue(tlvValue(tlv), len)) {
-    TREL_ERROR("[ERROR] %s:%d (%s) - [%s] checkbuffer invalid value detected, value has len %i", TREL_HERE,
-               name.c_str(), len);
-    return RESULT_WRONG_VALUE;
   }
   return RESULT_OK;
 }
 
 // ----- numbers -------------------------------------------------------------------------------------------------------
 
-int TrelProperty::serializeNumber(char* buf, int size, unsigned long long value, unsigned int width, int line) {
+// Apart from those that call it when nobody must be asked, so that these stay small.
+[[gnu::noinline]] int TrelProperty::serializeNumber(char* buf, int size, unsigned long long value, unsigned int width,
+                                                    int line) {
   return writeNumber(*this, buf, size, value, width, {TEMPLATE_FILE, line, "serialize"});
 }
 
-bool TrelProperty::decodeNumber(const char* value, unsigned long long& decoded, int line, const char* function) {
+namespace {
+
+bool isNumberCode(int type) {
+  return (type >= TREL_TYPE_UINT64 && type <= TREL_TYPE_BOOLEAN) || type == TREL_TYPE_IPV4ADDRESS;
+}
+
+}  // namespace
+
+[[gnu::noinline]] bool TrelProperty::isNumber(int line, const char* function) {
+  if (isNumberCode(getType())) return true;
+  TREL_ERROR("[ERROR] %s:%d (%s) - [%s] type deserializing is not handled ok!", TEMPLATE_FILE, line, function,
+             name.c_str());
+  return false;
+}
+
+[[gnu::noinline]] unsigned long long TrelProperty::decodeNumber(const char* value, unsigned long long otherwise,
+                                                                int line, const char* function) {
   const auto signExtended = [](long long number) { return static_cast<unsigned long long>(number); };
   switch (getType()) {
     case TREL_TYPE_UINT64:
     case TREL_TYPE_INT64:
-      decoded = loadU64(value);
-      return true;
+      return loadU64(value);
     case TREL_TYPE_UINT32:
     case TREL_TYPE_IPV4ADDRESS:
-      decoded = loadU32(value);
-      return true;
+      return loadU32(value);
     case TREL_TYPE_INT32:
-      decoded = signExtended(static_cast<int>(loadU32(value)));
-      return true;
+      return signExtended(static_cast<int>(loadU32(value)));
     case TREL_TYPE_UINT16:
-      decoded = loadU16(value);
-      return true;
+      return loadU16(value);
     case TREL_TYPE_INT16:
-      decoded = signExtended(static_cast<short>(loadU16(value)));
-      return true;
+      return signExtended(static_cast<short>(loadU16(value)));
     case TREL_TYPE_UINT8:
     case TREL_TYPE_BOOLEAN:
-      decoded = byteAt(value, 0);
-      return true;
+      return byteAt(value, 0);
     case TREL_TYPE_INT8:
-      decoded = signExtended(static_cast<signed char>(value[0]));
-      return true;
+      return signExtended(static_cast<signed char>(value[0]));
     default:
-      TREL_ERROR("[ERROR] %s:%d (%s) - [%s] type deserializing is not handled ok!", TEMPLATE_FILE, line, function,
-                 name.c_str());
-      return false;
+      isNumber(line, function);  // which says that it is none
+      return otherwise;
   }
+}
+
+template <typename Stored>
+inline bool TrelProperty::writeOwn(char* buf, int size, TrelTlvType code, const Stored& value) {
+  constexpr int WIDTH = sizeof(Stored);
+  unsigned int oid = 0;
+  if (size < TLV_HEAD_LEN + WIDTH || !composeOid(oid)) return false;
+  storeTlvHead(buf, oid, code, WIDTH);
+  storeNumber(buf + TLV_HEAD_LEN, static_cast<unsigned long long>(value), WIDTH);
+  return true;
+}
+
+template <typename Stored>
+inline Stored TrelProperty::readOwn(const char* value) {
+  return static_cast<Stored>(loadNumber(value, sizeof(Stored)));
+}
+
+template <typename Stored>
+[[gnu::noinline]] int TrelProperty::storeDecoded(Stored& value, const char* tlv, int line, const char* function) {
+  const auto otherwise = static_cast<std::make_unsigned_t<Stored>>(value);
+  value = static_cast<Stored>(decodeNumber(tlvValue(tlv), otherwise, line, function));
+  return lengthWithHead(tlv);
 }
 
 void TrelProperty::traceValueCheck(int line) const {
@@ -239,15 +295,22 @@ void TrelProperty::traceValueCheck(int line) const {
 
 int TrelProperty::lengthWithHead(const char* tlv) { return TLV_HEAD_LEN + tlvLen(tlv); }
 
-std::string TrelProperty::describe(const std::string& value, const std::string& defaultValue) const {
+[[gnu::noinline]] std::string TrelProperty::describe(const std::string& value, const std::string& defaultValue) const {
   std::ostringstream line = beginLine(*this);
   line << " : " << std::setw(20) << value << "  (def = " << defaultValue << (eventable ? ", eventable" : "") << ")\n";
   return line.str();
 }
 
+[[gnu::noinline]] std::string trelDetail::digits(unsigned long long number) { return std::to_string(number); }
+
+[[gnu::noinline]] std::string trelDetail::digits(long long number) { return std::to_string(number); }
+
 bool trelDetail::wantsRangeTrace() { return trelTrace::above(trelTrace::DEBUG1_THRESHOLD); }
 
-void trelDetail::traceRange(int line, const std::string& text) {
+[[gnu::noinline]] void trelDetail::traceRange(int line, const std::string& min, const std::string& max,
+                                              const std::string& value) {
+  // One text: a zero byte among the characters of the 8-bit types ends the line.
+  const std::string text = "checking value is valid with min:" + min + " and max:" + max + " and value " + value;
   TREL_DEBUG1("[DEBUG1] %s:%d (%s) - %s", TEMPLATE_FILE, line, "checkValue", text.c_str());
 }
 
@@ -289,7 +352,9 @@ StringProperty::StringProperty(unsigned int propertyId, const char* propertyName
     : TrelProperty(propertyId, propertyName, access, isEventable),
       value(std::move(def)),
       defaultValue(value),
-      valueCheck(check) {}
+      valueCheck(check) {
+  exactTables[TREL_TYPE_STRING] = tableOf(*this);
+}
 
 StringProperty::~StringProperty() = default;
 
@@ -298,7 +363,16 @@ void StringProperty::setToDefault() { value = defaultValue; }
 bool StringProperty::isDefault() { return value == defaultValue; }
 
 int StringProperty::serialize(char* buf, int size) {
-  return writeBytes(*this, buf, size, value.data(), value.size(), TREL_SITE);
+  const int len = static_cast<int>(value.size());
+  unsigned int oid = 0;
+  if (!isExactly(TREL_TYPE_STRING) || !fits(size, len) || !composeOid(oid)) return serializeAsked(buf, size);
+  storeTlvHead(buf, oid, TREL_TYPE_STRING, static_cast<unsigned int>(len));
+  std::memcpy(buf + TLV_HEAD_LEN, value.data(), value.size());
+  return TLV_HEAD_LEN + len;
+}
+
+[[gnu::noinline]] int StringProperty::serializeAsked(char* buf, int size) {
+  return writeBytes(*this, buf, size, value.data(), value.size(), {__FILE__, __LINE__, "serialize"});
 }
 
 int StringProperty::deserialize(const char* tlv) {

@@ -15,6 +15,7 @@
 #ifndef TREL_TRELPROPERTY_H
 #define TREL_TRELPROPERTY_H
 
+#include <cstring>
 #include <string>
 #include <type_traits>
 
@@ -113,9 +114,36 @@ class TREL_API TrelProperty {
   int checkBuffer(const char* tlv, bool checkValue);
 
  protected:
+  friend class TRELMessage;
   // For the template below: what all numbers share, so that it is compiled once. `line` is the caller's, for the log.
   int serializeNumber(char* buf, int size, unsigned long long value, unsigned int width, int line);
-  bool decodeNumber(const char* value, unsigned long long& decoded, int line, const char* function);
+  // Whether getType() is the code of a number, with an ERROR line when it is not; and the number at the width of that
+  // code, `otherwise` and the same line when there is none.
+  bool isNumber(int line, const char* function);
+  unsigned long long decodeNumber(const char* value, unsigned long long otherwise, int line, const char* function);
+  // The same without asking anybody, for an object that is not of a subclass; compiled for the stored types of the nine
+  // numbers. False, and nothing written, when the OID must be asked for or `size` is too small.
+  template <typename Stored>
+  TREL_LOCAL bool writeOwn(char* buf, int size, TrelTlvType code, const Stored& value);
+  template <typename Stored>
+  TREL_LOCAL static Stored readOwn(const char* value);
+  template <typename Stored>
+  TREL_LOCAL int storeDecoded(Stored& value, const char* tlv, int line, const char* function);
+  // The virtual table of a property, which tells its class. While a constructor runs, that of the constructor's class.
+  static const void* tableOf(const TrelProperty& property) {
+    const void* table = nullptr;
+    std::memcpy(&table, static_cast<const void*>(&property), sizeof table);
+    return table;
+  }
+  inline bool composeOid(unsigned int& oid) const;
+  inline bool hasOwnForm(const char* tlv) const;
+  TREL_LOCAL int checkForm(const char* tlv);
+  inline int checkWritable(const char* tlv);
+  TREL_LOCAL int refuseValue(const char* tlv) const;
+  // Of the library's own class for this type code, and of no subclass.
+  bool isExactly(TrelTlvType code) const { return tableOf(*this) == exactTables[code]; }
+  // The tables of those classes, by type code.
+  TREL_LOCAL static const void* exactTables[TREL_TYPE_NONE + 1];
   void traceValueCheck(int line) const;
   static int lengthWithHead(const char* tlv);
   std::string describe(const std::string& value, const std::string& defaultValue) const;
@@ -125,7 +153,11 @@ namespace trelDetail {
 
 // For RangeCheckValue below: whether its DEBUG1 line is wanted, and the line.
 TREL_API bool wantsRangeTrace();
-TREL_API void traceRange(int line, const std::string& text);
+TREL_API void traceRange(int line, const std::string& min, const std::string& max, const std::string& value);
+
+// The decimal digits of a number, compiled once for all types.
+TREL_API std::string digits(unsigned long long number);
+TREL_API std::string digits(long long number);
 
 // Type code of a number; TREL_TYPE_NONE for any other type.
 template <typename T>
@@ -140,6 +172,18 @@ constexpr TrelTlvType typeCode() {
   if (std::is_same_v<T, signed char>) return TREL_TYPE_INT8;
   if (std::is_same_v<T, bool>) return TREL_TYPE_BOOLEAN;
   return TREL_TYPE_NONE;
+}
+
+// A value as text: the 8-bit types as numbers, a flag as 0 or 1.
+template <typename T>
+std::string valueText(T value) {
+  if constexpr (typeCode<T>() == TREL_TYPE_NONE) {
+    return std::to_string(+value);
+  } else if constexpr (std::is_signed_v<T>) {
+    return digits(static_cast<long long>(value));
+  } else {
+    return digits(static_cast<unsigned long long>(value));
+  }
 }
 
 }  // namespace trelDetail
@@ -255,6 +299,8 @@ class TREL_API StringProperty : public TrelProperty {
   std::string str() const override;
 
  private:
+  TREL_LOCAL int serializeAsked(char* buf, int size);
+
   std::string value;
   std::string defaultValue;
   StringValueCheck* valueCheck;
@@ -473,7 +519,9 @@ TypeProperty<T>::TypeProperty(unsigned int propertyId, const char* propertyName,
     : TrelProperty(propertyId, propertyName, access, isEventable),
       value(static_cast<Stored>(def)),
       defaultValue(static_cast<Stored>(def)),
-      valueCheck(check) {}
+      valueCheck(check) {
+  exactTables[trelDetail::typeCode<T>()] = tableOf(*this);
+}
 
 template <typename T>
 TypeProperty<T>::TypeProperty(unsigned int propertyId, const char* propertyName, IfcCardVarAccessType access, T def,
@@ -506,13 +554,23 @@ bool TypeProperty<T>::isDefault() {
 
 template <typename T>
 int TypeProperty<T>::serialize(char* buf, int size) {
+  if constexpr (trelDetail::typeCode<T>() != TREL_TYPE_NONE) {
+    if (isExactly(trelDetail::typeCode<T>()) && writeOwn<Stored>(buf, size, trelDetail::typeCode<T>(), value)) {
+      return TREL_TLV_HEAD_LEN + static_cast<int>(sizeof(Stored));
+    }
+  }
   return serializeNumber(buf, size, static_cast<unsigned long long>(value), sizeof(Stored), __LINE__);
 }
 
 template <typename T>
 int TypeProperty<T>::deserialize(const char* tlv) {
-  unsigned long long decoded = 0;
-  if (decodeNumber(tlv + TREL_TLV_HEAD_LEN, decoded, __LINE__, __func__)) value = static_cast<Stored>(decoded);
+  if constexpr (trelDetail::typeCode<T>() != TREL_TYPE_NONE) {
+    if (!isExactly(trelDetail::typeCode<T>())) return storeDecoded<Stored>(value, tlv, __LINE__, __func__);
+    value = readOwn<Stored>(tlv + TREL_TLV_HEAD_LEN);
+  } else {
+    const auto otherwise = static_cast<unsigned long long>(value);
+    value = static_cast<Stored>(decodeNumber(tlv + TREL_TLV_HEAD_LEN, otherwise, __LINE__, __func__));
+  }
   return lengthWithHead(tlv);
 }
 
@@ -529,9 +587,9 @@ int TypeProperty<T>::getType() {
 template <typename T>
 bool TypeProperty<T>::validValue(const char* received, int) {
   if (valueCheck == nullptr) return true;
-  unsigned long long decoded = 0;
-  if (!decodeNumber(received, decoded, __LINE__, __func__)) return false;
+  if (!isNumber(__LINE__, __func__)) return false;
   traceValueCheck(__LINE__);
+  const unsigned long long decoded = decodeNumber(received, 0, __LINE__, __func__);
   return valueCheck->checkValue(static_cast<T>(static_cast<Stored>(decoded)));
 }
 
@@ -549,8 +607,7 @@ void TypeProperty<T>::set(T v) {
 
 template <typename T>
 std::string TypeProperty<T>::str() const {
-  // Promoted: the 8-bit types print as numbers. A flag prints as 0 or 1, whatever its byte is.
-  return describe(std::to_string(+static_cast<T>(value)), std::to_string(+static_cast<T>(defaultValue)));
+  return describe(trelDetail::valueText(static_cast<T>(value)), trelDetail::valueText(static_cast<T>(defaultValue)));
 }
 
 template <typename T>
@@ -567,11 +624,10 @@ bool RangeCheckValue<T>::checkValue(T value) {
       if constexpr (sizeof(T) == 1) {
         return std::string(1, static_cast<char>(number));
       } else {
-        return std::to_string(number);
+        return trelDetail::valueText(number);
       }
     };
-    trelDetail::traceRange(__LINE__, "checking value is valid with min:" + text(min) + " and max:" + text(max) +
-                                         " and value " + text(value));
+    trelDetail::traceRange(__LINE__, text(min), text(max), text(value));
   }
   return min <= value && value <= max;
 }

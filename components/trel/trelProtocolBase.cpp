@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cctype>
+#include <cstring>
 #include <ctime>
 #include <iomanip>
 #include <iostream>
@@ -12,6 +13,8 @@
 #include <utility>
 
 #include "trel/trelHookOverride.h"
+#include "trel/trelMessageWalk.h"
+#include "trel/trelObjectIndex.h"
 #include "trel/trelPropertyLifetime.h"
 #include "trel/trelResultText.h"
 #include "trel/trelTraceGate.h"
@@ -24,25 +27,6 @@ namespace {
 // Answers of the sequence check that have no constant among the result codes.
 constexpr int RESULT_NO_CONTEXT = 16;
 constexpr int RESULT_BAD_ADDRESS = 17;
-
-// Lends a list that an engine keeps between calls to a message for the time of one call, so that a warm engine
-// allocates nothing. The list is out of the engine meanwhile: a nested call finds an empty one and grows its own.
-class BorrowedList {
- public:
-  BorrowedList(std::vector<TrelProperty*>& kept, std::vector<TrelProperty*>& user) : kept_(kept), user_(user) {
-    user_.swap(kept_);
-  }
-  BorrowedList(const BorrowedList&) = delete;
-  BorrowedList& operator=(const BorrowedList&) = delete;
-  ~BorrowedList() {
-    user_.clear();
-    if (user_.capacity() > kept_.capacity()) user_.swap(kept_);
-  }
-
- private:
-  std::vector<TrelProperty*>& kept_;
-  std::vector<TrelProperty*>& user_;
-};
 
 // Takes the reply out while it is processed: a hook that sends a request of its own gets another reply into the
 // engine's buffer. Puts it back afterwards, unless that has happened.
@@ -62,6 +46,27 @@ class TakenReply {
 };
 
 void mark(TRELResponse& response, int result) { response.result = static_cast<TrelResult>(result); }
+
+// The answer to a message, before anything is known but its header. It may have answered another one.
+[[gnu::always_inline]] inline void prepare(TRELResponse& response, const TRELMessage& message, const char* senderIp) {
+  if (senderIp == nullptr) senderIp = "";
+  const std::size_t senderLength = std::strlen(senderIp);
+  if (response.sender.size() == senderLength) {
+    std::memcpy(&response.sender[0], senderIp, senderLength);
+  } else {
+    response.sender.assign(senderIp, senderLength);
+  }
+  response.msgKind = TREL_KIND_RESPONSE;
+  response.headerLen = TREL_RESPONSE_HEADER_LEN;
+  response.buffer = nullptr;
+  response.bufferLen = 0;
+  response.properties.clear();
+  response.magicNbr = TREL_MAGIC_NBR;
+  response.protVersion = TREL_PROT_VERSION;
+  response.action = message.action == TREL_ACTION_READ ? TREL_ACTION_READ_RESPONSE : TREL_ACTION_WRITE_RESPONSE;
+  response.msgId = message.msgId;
+  response.errorTlvIndex = 0;
+}
 
 // An answer that carries no values: a failure, its position, and nothing else.
 void answerFailure(TRELResponse& response, int result, int position) {
@@ -100,11 +105,47 @@ bool EventValueTable::getCommon() const { return common; }
 
 int EventValueTable::getTableNbr() const { return static_cast<int>(tableNbr); }
 
+// ----- what an engine keeps between calls ----------------------------------------------------------------------------
+
+// A request, its answer, and what lives for the time between them.
+struct TrelProtocolBase::Exchange {
+  TRELRequest request{std::string()};
+  TRELResponse response{std::string()};
+  OldStyleList oldStyle;
+};
+
+struct TrelProtocolBase::Working {
+  // Used again for every datagram, so that a warm engine allocates nothing. Lent for the duration of a call: a nested one
+  // makes its own.
+  Exchange exchange;
+  bool lent = false;
+  std::vector<TrelProperty*> changed;
+  TrelObjectIndex index;
+  // Of the last refused request: alive until the next one is refused.
+  OldStyleList refusedOldStyle;
+};
+
+// The engine's exchange is lent for the time of a call. Takes what an exception may have left out of it.
+class TrelProtocolBase::Lent {
+ public:
+  explicit Lent(Working& working) : working_(working) { working_.lent = true; }
+  Lent(const Lent&) = delete;
+  Lent& operator=(const Lent&) = delete;
+  [[gnu::always_inline]] ~Lent() {
+    working_.exchange.oldStyle.clear();
+    working_.lent = false;
+  }
+
+ private:
+  Working& working_;
+};
+
 // ----- life and hooks of the engine ----------------------------------------------------------------------------------
 
 TrelProtocolBase::TrelProtocolBase() : TrelProtocolBase(true) {}
 
-TrelProtocolBase::TrelProtocolBase(bool reply) : replyOnHeaderError(reply), eventTables{}, messageIdCounter(0) {
+TrelProtocolBase::TrelProtocolBase(bool reply)
+    : replyOnHeaderError(reply), eventTables{}, messageIdCounter(0), working(std::make_unique<Working>()) {
   // The object is not complete yet, so this reaches the base hook and makes no tables. The application calls it again.
   initEvents();
 }
@@ -133,54 +174,48 @@ bool TrelProtocolBase::amiMessageHandler(std::vector<TrelProperty*>) { return fa
 
 void TrelProtocolBase::registerObject(TrelObject* object) { objects.push_back(object); }
 
-// The first registered object that knows the OID has it. By index: a hook may register an object meanwhile.
-TrelProperty* TrelProtocolBase::findProperty(unsigned int oid) {
+// The first registered object that knows the OID has it. Above level 8 every object leaves a line, so all are asked.
+// `asked` becomes true when the index did not know; `level` is the trace level, before and after.
+[[gnu::always_inline]] inline TrelProperty* TrelProtocolBase::findProperty(unsigned int oid, int& level, bool& asked) {
+  if (!trelTrace::above(trelTrace::DEBUG3_THRESHOLD, level)) {
+    TrelProperty* const property = working->index.find(objects, oid);
+    if (property != nullptr) return property;
+  }
+  asked = true;
+  TrelProperty* const property = askObjects(oid);
+  level = trelTrace::level();  // objects with a search of their own have been asked
+  return property;
+}
+
+// By index: a hook may register an object meanwhile.
+TrelProperty* TrelProtocolBase::askObjects(unsigned int oid) {
   for (std::size_t i = 0; i < objects.size(); ++i) {
-    if (TrelProperty* property = objects[i]->getPropFromOID(oid)) return property;
+    TrelProperty* const property = objects[i]->getPropFromOID(oid);
+    if (property == nullptr) continue;
+    // It may be of an object that nobody has registered.
+    if (property->object != nullptr && trelHook::mayOverrideUpdate(*property->object)) trelHook::knowUpdateOfProgram();
+    return property;
   }
   return nullptr;
 }
 
 // ----- one datagram in -----------------------------------------------------------------------------------------------
 
-int TrelProtocolBase::handleTrelMsg(int length, const char* buffer, const char* senderIp) {
-  const std::string sender = senderIp != nullptr ? senderIp : "";
-  TREL_DEBUG2("[DEBUG2] %s:%d (%s) - handling trel msg of length %i", TREL_HERE, length);
-  if (length < TREL_HEADER_LEN) {
-    TREL_ERROR("[ERROR] %s:%d (%s) - received message is to small for even a message header!", TREL_HERE);
-    return 0;
-  }
-
-  TRELMessage message(sender);
-  const int result = message.deserialize(buffer, length);
-
-  TRELResponse response(sender);
-  const BorrowedList answered(responseList, response.properties);
-  response.action = message.action == TREL_ACTION_READ ? TREL_ACTION_READ_RESPONSE : TREL_ACTION_WRITE_RESPONSE;
-  response.msgId = message.msgId;
-  mark(response, result);
-  TREL_DEBUG2("[DEBUG2] %s:%d (%s) - TREL message: id %u, action %d, length %d", TREL_HERE, message.msgId,
-              message.action, length);
-
-  switch (result) {
-    case RESULT_WRONG_MAGIC:
-      // Not of this protocol: ignored on purpose, and handled as far as the caller is concerned.
-      TREL_DEBUG1("[DEBUG1] %s:%d (%s) - magic number is incorrect!, returning true", TREL_HERE);
-      return 1;
-    case RESULT_PROTOCOL_VERSION_MISMATCH:
-      TREL_ERROR("[ERROR] %s:%d (%s) - protocol mismatch!", TREL_HERE);
-      return replyOnHeaderError ? sendMsg(response) : 0;
-    case RESULT_INVALID_ACTION:
-      TREL_ERROR("[ERROR] %s:%d (%s) - invalid action received!", TREL_HERE);
-      return replyOnHeaderError ? sendMsg(response) : 0;
-    default:
-      break;
-  }
+[[gnu::always_inline]] inline int TrelProtocolBase::handle(Exchange& exchange, int length, const char* buffer,
+                                                           const char* senderIp, int level) {
+  static constexpr char FUNCTION[] = "handleTrelMsg";
+  TRELRequest& message = exchange.request;  // the header is the same in every kind
+  const int result = message.decode(buffer, length);
+  prepare(exchange.response, message, senderIp);
+  mark(exchange.response, result);
+  TREL_DEBUG2_AT(level, "[DEBUG2] %s:%d (%s) - TREL message: id %u, action %d, length %d", __FILE__, __LINE__, FUNCTION,
+                 message.msgId, message.action, length);
+  if (result != RESULT_OK) return answerBadHeader(exchange.response, result);
 
   switch (message.action) {
     case TREL_ACTION_READ:
     case TREL_ACTION_WRITE:
-      return handleRequest(length, buffer, response);
+      return answerRequest(exchange, exchange.response, level);
     case TREL_ACTION_READ_RESPONSE:
     case TREL_ACTION_WRITE_RESPONSE:
       return handleResponse(length, buffer);
@@ -189,6 +224,39 @@ int TrelProtocolBase::handleTrelMsg(int length, const char* buffer, const char* 
     default:     // GCOVR_EXCL_LINE: the header check has refused every other action
       return 0;  // GCOVR_EXCL_LINE
   }
+}
+
+int TrelProtocolBase::handleTrelMsg(int length, const char* buffer, const char* senderIp) {
+  const int level = trelTrace::level();  // no hook runs before a request is answered
+  TREL_DEBUG2_AT(level, "[DEBUG2] %s:%d (%s) - handling trel msg of length %i", TREL_HERE, length);
+  if (length < TREL_HEADER_LEN) {
+    TREL_ERROR("[ERROR] %s:%d (%s) - received message is to small for even a message header!", TREL_HERE);
+    return 0;
+  }
+  if (working->lent) return handleNested(length, buffer, senderIp);
+  const Lent lent(*working);
+  return handle(working->exchange, length, buffer, senderIp, level);
+}
+
+// A hook has called the engine again.
+[[gnu::noinline]] int TrelProtocolBase::handleNested(int length, const char* buffer, const char* senderIp) {
+  Exchange own;
+  return handle(own, length, buffer, senderIp, trelTrace::level());
+}
+
+[[gnu::noinline]] int TrelProtocolBase::answerBadHeader(TRELResponse& response, int result) {
+  static constexpr char FUNCTION[] = "handleTrelMsg";
+  if (result == RESULT_WRONG_MAGIC) {
+    // Not of this protocol: ignored on purpose, and handled as far as the caller is concerned.
+    TREL_DEBUG1("[DEBUG1] %s:%d (%s) - magic number is incorrect!, returning true", __FILE__, __LINE__, FUNCTION);
+    return 1;
+  }
+  if (result == RESULT_PROTOCOL_VERSION_MISMATCH) {
+    TREL_ERROR("[ERROR] %s:%d (%s) - protocol mismatch!", __FILE__, __LINE__, FUNCTION);
+  } else {
+    TREL_ERROR("[ERROR] %s:%d (%s) - invalid action received!", __FILE__, __LINE__, FUNCTION);
+  }
+  return replyOnHeaderError ? sendMsg(response) : 0;
 }
 
 // ----- the sequence of a sender --------------------------------------------------------------------------------------
@@ -208,163 +276,183 @@ SenderContext* senderContexts() {
   return contexts;
 }
 
-SenderContext* findContext(const std::string& address) {
-  SenderContext* const first = senderContexts();
-  SenderContext* const last = first + TREL_SENDER_CONTEXTS;
-  SenderContext* const found =
-      std::find_if(first, last, [&](const SenderContext& context) { return context.address == address; });
-  return found != last ? found : nullptr;
+inline SenderContext* findContext(const std::string& address) {
+  SenderContext* const contexts = senderContexts();
+  for (SenderContext* context = contexts; context != contexts + TREL_SENDER_CONTEXTS; ++context) {
+    if (context->address.size() == address.size() &&
+        std::memcmp(context->address.data(), address.data(), address.size()) == 0) {
+      return context;
+    }
+  }
+  return nullptr;
+}
+
+// Asked of a sender that has no context yet: one that has was found good.
+[[gnu::noinline]] bool goodAddress(const std::string& address) {
+  in_addr parsed{};
+  return address.empty() || inet_pton(AF_INET, address.c_str(), &parsed) == 1;
+}
+
+// The context of a sender that has none yet, null when all are taken. The key is the text. An empty one gets the first
+// free context without claiming it, so the sender that claims it later inherits what was remembered.
+[[gnu::noinline]] SenderContext* claimContext(const std::string& address) {
+  SenderContext* const context = findContext(std::string());
+  if (context != nullptr) {
+    context->address = address;
+  } else {
+    TREL_WARNING("[WARNING] %s:%d (%s) - Total IP contexts that can be verified is %d", __FILE__, __LINE__,
+                 "checkMsgId", TREL_SENDER_CONTEXTS);
+  }
+  return context;
 }
 
 }  // namespace
 
-int TrelProtocolBase::checkMsgId(const TRELMessage* message, std::string senderIp) {
-  TREL_DEBUG3("[DEBUG3] %s:%d (%s) - IpAdress being verified : %s\n", TREL_HERE, senderIp.c_str());
+[[gnu::always_inline]] inline int TrelProtocolBase::followSequence(unsigned short id, const std::string& senderIp,
+                                                                   int level) {
+  static constexpr char FUNCTION[] = "checkMsgId";
+  TREL_DEBUG3_AT(level, "[DEBUG3] %s:%d (%s) - IpAdress being verified : %s\n", __FILE__, __LINE__, FUNCTION,
+                 senderIp.c_str());
   if (senderIp.empty()) {
-    TREL_WARNING("[WARNING] %s:%d (%s) - IP Address received is NULL", TREL_HERE);
-  } else {
-    in_addr parsed{};
-    if (inet_pton(AF_INET, senderIp.c_str(), &parsed) != 1) return RESULT_BAD_ADDRESS;
+    TREL_WARNING("[WARNING] %s:%d (%s) - IP Address received is NULL", __FILE__, __LINE__, FUNCTION);
   }
 
-  // The key is the text. An empty one finds the first free context and uses it without claiming it, so the sender that
-  // claims it later inherits what was remembered.
   SenderContext* context = findContext(senderIp);
   if (context == nullptr) {
-    context = findContext(std::string());
-    if (context == nullptr) {
-      TREL_WARNING("[WARNING] %s:%d (%s) - Total IP contexts that can be verified is %d", TREL_HERE,
-                   TREL_SENDER_CONTEXTS);
-      return RESULT_NO_CONTEXT;
-    }
-    context->address = senderIp;
+    if (!goodAddress(senderIp)) return RESULT_BAD_ADDRESS;
+    context = claimContext(senderIp);
+    if (context == nullptr) return RESULT_NO_CONTEXT;
   }
 
-  const unsigned short id = message->msgId;
   if (context->seen == 0) {
     context->seen = 1;
     context->lastId = id;
     return RESULT_OK;
   }
   if (context->lastId == id) {
-    TREL_WARNING("[WARNING] %s:%d (%s) - Duplicate message msgId=%d", TREL_HERE, id);
+    TREL_WARNING("[WARNING] %s:%d (%s) - Duplicate message msgId=%d", __FILE__, __LINE__, FUNCTION, id);
     return RESULT_DUPLICATE_MSG;
   }
   const int expected = context->lastId + 1;
   context->lastId = id;
   if (static_cast<unsigned short>(expected) == id) return RESULT_OK;
   // Told before the wrap to 16 bits: after 65535 the line says 65536.
-  TREL_WARNING("[WARNING] %s:%d (%s) - Messages with msgId in range %d -> %d were lost", TREL_HERE, expected, id);
+  TREL_WARNING("[WARNING] %s:%d (%s) - Messages with msgId in range %d -> %d were lost", __FILE__, __LINE__, FUNCTION,
+               expected, id);
   return RESULT_LOST_MSG;
+}
+
+int TrelProtocolBase::checkMsgId(const TRELMessage* message, std::string senderIp) {
+  return followSequence(message->msgId, senderIp, trelTrace::level());
 }
 
 // ----- requests ------------------------------------------------------------------------------------------------------
 
 int TrelProtocolBase::handleRequest(int length, const char* buffer, TRELResponse& response) {
-  OldStyleList oldStyle;
   if (length < TREL_HEADER_LEN) {  // not by way of handleTrelMsg, which has looked
     TREL_ERROR("[ERROR] %s:%d (%s) - received request of %d bytes is shorter than its header", TREL_HERE, length);
-    return refuse(response, RESULT_WRONG_LEN, 0, oldStyle);
+    working->refusedOldStyle.clear();
+    return refuse(response, RESULT_WRONG_LEN, 0);
   }
-  TRELRequest request(response.sender);
-  const BorrowedList named(requestList, request.properties);
-
-  mark(response, request.deserialize(buffer, length));
-  // A duplicate or a gap is executed all the same; only the answer says so. So is a sender that cannot be followed.
-  mark(response, checkMsgId(&request, response.sender));
-
-  const int cutOff = resolveTlvs(request, oldStyle);
-  int position = 0;
-  int refusal = request.checkTlvs(position, this);
-  if (refusal == RESULT_OK && cutOff != RESULT_OK) {  // an earlier TLV that fails is reported first
-    refusal = cutOff;
-    position = request.countTlvs(0);
-    TREL_ERROR("[ERROR] %s:%d (%s) - %s in TLV %d, which the end of the datagram cuts off", TREL_HERE,
-               trelResultText(refusal), position);
+  if (working->lent) {
+    Exchange own;
+    own.request.deserialize(buffer, length);
+    return answerRequest(own, response, trelTrace::level());
   }
-  if (refusal != RESULT_OK) return refuse(response, refusal, position, oldStyle);
+  const Lent lent(*working);
+  working->exchange.request.deserialize(buffer, length);
+  return answerRequest(working->exchange, response, trelTrace::level());
+}
 
-  TREL_DEBUG3("[DEBUG3] %s:%d (%s) - TREL %s message: length %d, %d tlvs", TREL_HERE,
-              request.action == TREL_ACTION_WRITE ? "Write" : "Read", length, request.countTlvs(0));
-  if (request.action == TREL_ACTION_WRITE) {
-    executeWrite(request, response);
-  } else {
-    executeRead(request, response, oldStyle);
-  }
+namespace {
 
-  const int sent = sendMsg(response);
-  oldStyle.clear();
-  TREL_DEBUG2("[DEBUG2] %s:%d (%s) - request handled: %s", TREL_HERE, sent != 0 ? "success" : "failed");
-  return sent;
+// Apart from refreshValue: it renders the whole property.
+[[gnu::noinline]] void traceUpdate(const TrelProperty& property, bool succeeded) {
+  TREL_DEBUG2("[DEBUG2] %s:%d (%s) - update() call %s for %s, row %d", __FILE__, __LINE__, "handleRequest",
+              succeeded ? "succeeded" : "failed\n", property.str().c_str(), property.row);
+}
+
+// Runs for every property that a request names, before anything is checked. Returns the trace level.
+inline int refreshValue(TrelObject& object, TrelProperty& property) {
+  const bool succeeded = object.update(&property, property.row);
+  const int level = trelTrace::level();
+  if (trelTrace::above(trelTrace::DEBUG2_THRESHOLD, level)) traceUpdate(property, succeeded);
+  return level;
+}
+
+}  // namespace
+
+// An OID that no object knows. Returns the trace level.
+[[gnu::noinline]] int TrelProtocolBase::addOldStyle(Exchange& exchange, unsigned int oid, const char* tlv) {
+  TREL_DEBUG2("[DEBUG2] %s:%d (%s) - %i not found in trelObjects, adding old style, making property for it\n", __FILE__,
+              __LINE__, "handleRequest", oid);
+  // The record is only read; the constructor's parameter is not const for the application's sake.
+  auto* record = reinterpret_cast<trel_tlv*>(const_cast<char*>(tlv));
+  exchange.oldStyle.push_back(std::make_unique<OldStyleProperty>(record, false));
+  exchange.request.properties.push_back(exchange.oldStyle.back().get());
+  return trelTrace::level();
 }
 
 // Gives the request one property for each TLV, in order, and lets the owning objects refresh their values. Ends at a
 // TLV that the datagram's end cuts off and returns what the request is refused with for it, RESULT_OK when all are
-// whole.
-int TrelProtocolBase::resolveTlvs(TRELRequest& request, OldStyleList& oldStyle) {
+// whole. `level` is the trace level, looked at again when an application's hook has run.
+[[gnu::always_inline]] inline int TrelProtocolBase::resolveTlvs(Exchange& exchange, int& level, bool& mustCheck) {
   static constexpr char FUNCTION[] = "handleRequest";
+  TRELRequest& request = exchange.request;
+  working->index.follow(objects);
   ByteReader datagram = tlvArea(request.buffer, request.bufferLen, request.headerLen);
   while (!datagram.atEnd()) {
     const TlvView tlv = nextTlv(datagram);
     if (tlv.cut == TlvView::NO_HEAD) return RESULT_WRONG_LEN;
 
-    TrelProperty* property = findProperty(tlv.oid);
+    TrelProperty* const property = findProperty(tlv.oid, level, mustCheck);
     if (property == nullptr) {
       if (tlv.cut == TlvView::NO_VALUE) return RESULT_WRONG_LEN;
-      TREL_DEBUG2("[DEBUG2] %s:%d (%s) - %i not found in trelObjects, adding old style, making property for it\n",
-                  __FILE__, __LINE__, FUNCTION, tlv.oid);
-      // The record is only read; the constructor's parameter is not const for the application's sake.
-      auto* record = reinterpret_cast<trel_tlv*>(const_cast<char*>(tlv.start));
-      oldStyle.push_back(std::make_unique<OldStyleProperty>(record, false));
-      request.addProperty(oldStyle.back().get());
+      level = addOldStyle(exchange, tlv.oid, tlv.start);
       continue;
     }
 
-    TREL_DEBUG2("[DEBUG2] %s:%d (%s) - prop adding: type %i, oid %x", __FILE__, __LINE__, FUNCTION, property->getType(),
-                property->getOid());
-    refreshValue(property);
+    TREL_DEBUG2_AT(level, "[DEBUG2] %s:%d (%s) - prop adding: type %i, oid %x", __FILE__, __LINE__, FUNCTION,
+                   property->getType(), property->getOid());
+    if (TrelObject* const object = property->object) {
+      if (trelHook::overridesUpdate(*object)) level = refreshValue(*object, *property);
+    } else {
+      mustCheck = true;
+    }
     // A read uses the OID alone, so a missing value does not matter to it.
     if (tlv.cut == TlvView::NO_VALUE && request.action == TREL_ACTION_WRITE)
       return refusalOfCutWrite(property, tlv.start);
-    request.addProperty(property);
+    trelList::append(request.properties, property);
   }
   return RESULT_OK;
 }
 
 // A write whose value is missing: its form and its access are judged as ever, and the length where the value would be.
-int TrelProtocolBase::refusalOfCutWrite(TrelProperty* property, const char* tlvHead) {
+[[gnu::noinline]] int TrelProtocolBase::refusalOfCutWrite(TrelProperty* property, const char* tlvHead) {
   if (const unsigned int badOid = TrelObjectId(tlvOid(tlvHead)).result) return static_cast<int>(badOid);
   if (const int badForm = property->checkBuffer(tlvHead, false)) return badForm;
   return property->accessType == IFC_CARD_VAR_READ_ONLY ? RESULT_READ_ONLY : RESULT_WRONG_LEN;
 }
 
-// Runs for every property that a request names, before anything is checked.
-void TrelProtocolBase::refreshValue(TrelProperty* property) {
-  if (property->object == nullptr || !trelHook::overridesUpdate(*property->object)) return;
-  const bool succeeded = property->object->update(property, property->row);
-  TREL_DEBUG2("[DEBUG2] %s:%d (%s) - update() call %s for %s, row %d", __FILE__, __LINE__, "handleRequest",
-              succeeded ? "succeeded" : "failed\n", property->str().c_str(), property->row);
-}
-
 // This exit differs from the good one: the answer carries no properties, "request handled" is not logged, and the
 // old-style properties are not deleted but stay alive until the next request is refused.
-int TrelProtocolBase::refuse(TRELResponse& response, int result, int position, OldStyleList& oldStyle) {
+int TrelProtocolBase::refuse(TRELResponse& response, int result, int position) {
   answerFailure(response, result, position);
-  refusedOldStyle.swap(oldStyle);
-  oldStyle.clear();  // those of the former refused request
   return sendMsg(response);
 }
 
 // A write's answer never carries properties, and has no limit to keep.
-void TrelProtocolBase::executeWrite(TRELRequest& request, TRELResponse& response) {
-  if (!request.deserializeTlvs(this)) answerFailure(response, RESULT_CANNOT_EXEC, 0);
+[[gnu::noinline]] void TrelProtocolBase::executeWrite(TRELRequest& request, TRELResponse& response, bool plain) {
+  if (!request.storeEach(plain, this) || !request.tellEach()) answerFailure(response, RESULT_CANNOT_EXEC, 0);
 }
 
-void TrelProtocolBase::executeRead(const TRELRequest& request, TRELResponse& response, const OldStyleList& oldStyle) {
-  response.properties = request.properties;
-  for (std::size_t i = 0; i < oldStyle.size(); ++i) {
+[[gnu::always_inline]] inline void TrelProtocolBase::executeRead(Exchange& exchange, TRELResponse& response) {
+  std::vector<TrelProperty*>& named = exchange.request.properties;
+  if (response.properties.capacity() < named.capacity()) response.properties.reserve(named.capacity());
+  response.properties.swap(named);  // both have had room for the largest request from now on
+  for (std::size_t i = 0; i < exchange.oldStyle.size(); ++i) {
     // The base version refuses the first one, at position 0.
-    if (!handleTrelMsgOld(oldStyle[i].get(), false)) {
+    if (!handleTrelMsgOld(exchange.oldStyle[i].get(), false)) {
       answerFailure(response, RESULT_CANNOT_EXEC, static_cast<int>(i));
       break;
     }
@@ -372,6 +460,46 @@ void TrelProtocolBase::executeRead(const TRELRequest& request, TRELResponse& res
   if (response.sizeOfTlvs() > TREL_MAX_READ_RESPONSE_LEN - response.headerLen) {
     answerFailure(response, RESULT_TOO_LONG, 0);
   }
+}
+
+int TrelProtocolBase::answerRequest(Exchange& exchange, TRELResponse& response, int level) {
+  static constexpr char FUNCTION[] = "handleRequest";
+  TRELRequest& request = exchange.request;
+  request.properties.clear();
+  // A duplicate or a gap is executed all the same; only the answer says so. So is a sender that cannot be followed.
+  mark(response, followSequence(request.msgId, response.sender, level));
+
+  bool mustCheck = request.action == TREL_ACTION_WRITE;
+  const int cutOff = resolveTlvs(exchange, level, mustCheck);
+  int position = 0;
+  bool plain = false;
+  int refusal = mustCheck ? request.checkEach(position, plain, this) : static_cast<int>(RESULT_OK);
+  if (refusal == RESULT_OK && cutOff != RESULT_OK) {  // an earlier TLV that fails is reported first
+    refusal = cutOff;
+    position = request.countTlvs(0);
+    TREL_ERROR("[ERROR] %s:%d (%s) - %s in TLV %d, which the end of the datagram cuts off", __FILE__, __LINE__,
+               FUNCTION, trelResultText(refusal), position);
+  }
+  if (refusal != RESULT_OK) {
+    // Kept, and the former refused request's are deleted.
+    working->refusedOldStyle.swap(exchange.oldStyle);
+    exchange.oldStyle.clear();
+    return refuse(response, refusal, position);
+  }
+
+  if (mustCheck) level = trelTrace::level();  // hooks have been asked
+  TREL_DEBUG3_AT(level, "[DEBUG3] %s:%d (%s) - TREL %s message: length %d, %d tlvs", __FILE__, __LINE__, FUNCTION,
+                 request.action == TREL_ACTION_WRITE ? "Write" : "Read", request.bufferLen, request.countTlvs(0));
+  if (request.action == TREL_ACTION_WRITE) {
+    executeWrite(request, response, plain);
+  } else {
+    executeRead(exchange, response);
+  }
+
+  const int sent = sendMsg(response);
+  TREL_DEBUG2("[DEBUG2] %s:%d (%s) - request handled: %s", __FILE__, __LINE__, FUNCTION,
+              sent != 0 ? "success" : "failed");
+  return sent;
 }
 
 // ----- responses and autonomous messages -----------------------------------------------------------------------------
@@ -427,6 +555,7 @@ bool TrelProtocolBase::applyReceivedValues(const TRELMessage& message, std::vect
   const bool isAmi = message.msgKind == TREL_KIND_AMI;
   const char* const function = isAmi ? "handleAmi" : "handleResponse";
   bool ok = true;
+  working->index.follow(objects);
   ByteReader datagram = tlvArea(message.buffer, message.bufferLen, message.headerLen);
   while (!datagram.atEnd()) {
     const TlvView tlv = nextTlv(datagram);
@@ -436,7 +565,9 @@ bool TrelProtocolBase::applyReceivedValues(const TRELMessage& message, std::vect
       return false;
     }
 
-    TrelProperty* property = findProperty(tlv.oid);
+    int level = trelTrace::level();
+    bool asked = false;
+    TrelProperty* property = findProperty(tlv.oid, level, asked);
     if (property == nullptr) {
       TREL_ERROR("[ERROR] %s:%d (%s) - the following oid is not found in the registered objects, skipping!", __FILE__,
                  __LINE__, function);
@@ -591,31 +722,61 @@ void leavePendingAmi(const TrelProperty* property) {
   waiting.erase(std::remove(waiting.begin(), waiting.end(), property), waiting.end());
 }
 
-std::size_t waitingEvents() { return pending.ami != nullptr ? pending.ami->properties.size() : 0; }
+// A list that an engine keeps between calls, out of it for the time of one: a nested call finds an empty one and grows
+// its own.
+class KeptList {
+ public:
+  explicit KeptList(std::vector<TrelProperty*>& home) : home_(home) { list.swap(home_); }
+  KeptList(const KeptList&) = delete;
+  KeptList& operator=(const KeptList&) = delete;
+  ~KeptList() {
+    if (list.capacity() > home_.capacity()) list.swap(home_);
+  }
+  std::vector<TrelProperty*> list;
+
+ private:
+  std::vector<TrelProperty*>& home_;
+};
+
+// The pending message, made when it is needed for the first time. Null, with an ERROR line, when there was no memory then.
+TRELAmi* pendingMessage() {
+  if (!pending.started) {
+    pending.started = true;
+    pending.ami = new TRELAmi((std::string()));
+    pending.ami->action = TREL_ACTION_AMI;
+    trelLifetime::onPropertyDestroyed(leavePendingAmi);
+  }
+  if (pending.ami == nullptr) {
+    TREL_ERROR("[ERROR] %s:%d (%s) - invalid ptr", __FILE__, __LINE__, "addToAmi");
+  }
+  return pending.ami;
+}
+
+// So many more neither make the pending message go nor leave a line: they may be added in one step.
+bool fitUnnoticed(std::size_t added) {
+  return !trelTrace::above(trelTrace::DEBUG1_THRESHOLD) &&
+         added <= static_cast<std::size_t>(TREL_AMI_PROPERTY_LIMIT - pending.count);
+}
 
 // Changes on their way from an object to the pending message. When an exception ends the way, those that are not there
 // yet wait in their properties again, for the next scan.
 class TakenEvents {
  public:
-  explicit TakenEvents(std::vector<TrelProperty*> properties) : taken_(std::move(properties)) {}
+  explicit TakenEvents(const std::vector<TrelProperty*>& taken) : taken_(taken) {}
   TakenEvents(const TakenEvents&) = delete;
   TakenEvents& operator=(const TakenEvents&) = delete;
   ~TakenEvents() {
-    if (at_ < taken_.size() && waitingEvents() > waitedBefore_) ++at_;  // it is there, and could not be sent
-    for (; at_ < taken_.size(); ++at_)
-      taken_[at_]->eventPending = true;
+    for (; there_ < taken_.size(); ++there_)
+      taken_[there_]->eventPending = true;
   }
-  bool any() const { return at_ < taken_.size(); }
-  TrelProperty* first() {
-    waitedBefore_ = waitingEvents();
-    return taken_[at_];
-  }
-  void firstIsThere() { ++at_; }
+  bool any() const { return there_ < taken_.size(); }
+  TrelProperty* first() const { return taken_[there_]; }
+  void firstIsThere() { ++there_; }
+  void allAreThere() { there_ = taken_.size(); }
 
  private:
-  std::vector<TrelProperty*> taken_;
-  std::size_t at_ = 0;
-  std::size_t waitedBefore_ = 0;
+  const std::vector<TrelProperty*>& taken_;
+  std::size_t there_ = 0;
 };
 
 void deleteAll(std::vector<TrelProperty*>& owned) {
@@ -650,12 +811,26 @@ int TrelProtocolBase::eventHandler() {
 }
 
 int TrelProtocolBase::eventAdd(std::vector<TrelObject*>& eventObjects) {
+  KeptList kept(working->changed);
+  std::vector<TrelProperty*>& changed = kept.list;
   int added = 0;
   for (std::size_t i = 0; i < eventObjects.size(); ++i) {
-    TakenEvents taken(eventObjects[i]->getPropertiesToEvent());
-    for (; taken.any(); taken.firstIsThere()) {
-      addToAmi(taken.first(), false);
-      ++added;
+    changed.clear();
+    eventObjects[i]->takeChanged(changed);
+    TakenEvents taken(changed);
+    added += static_cast<int>(changed.size());
+    if (pending.ami != nullptr && fitUnnoticed(changed.size())) {
+      pending.ami->properties.insert(pending.ami->properties.end(), changed.begin(), changed.end());
+      pending.count += static_cast<int>(changed.size());
+      taken.allAreThere();
+      continue;
+    }
+    while (taken.any()) {
+      TrelProperty* const property = taken.first();
+      TRELAmi* const ami = pendingMessage();
+      if (ami != nullptr) ami->addProperty(property);
+      taken.firstIsThere();
+      if (ami != nullptr) countAdded(*property);
     }
   }
   return added;
@@ -707,30 +882,13 @@ bool TrelProtocolBase::checkForEvent(unsigned long long* lastValue, TrelProperty
 }
 
 void TrelProtocolBase::addToAmi(TrelProperty* property, bool flush) {
-  if (!pending.started) {
-    pending.started = true;
-    pending.ami = new TRELAmi((std::string()));
-    pending.ami->action = TREL_ACTION_AMI;
-    trelLifetime::onPropertyDestroyed(leavePendingAmi);
-  }
-  if (pending.ami == nullptr) {
-    TREL_ERROR("[ERROR] %s:%d (%s) - invalid ptr", TREL_HERE);
-    return;
-  }
+  TRELAmi* const ami = pendingMessage();
+  if (ami == nullptr) return;
 
   if (!flush) {
     if (property == nullptr) return;
-    pending.ami->addProperty(property);
-    TREL_DEBUG1("[DEBUG1] %s:%d (%s) - add event %d oid=%#x size=%d", TREL_HERE, pending.count, property->id,
-                property->length());
-    ++pending.count;
-    if (pending.count > TREL_AMI_PROPERTY_LIMIT) {
-      // Sent and not emptied: its properties go out again with the next send, and amiOwnedProperties stays. A receiver
-      // must take a repeated value as a repetition, not as a change.
-      sendAmiMsgBase(pending.ami);
-      TREL_DEBUG1("[DEBUG1] %s:%d (%s) - send ami msg with %d tlvs", TREL_HERE, pending.count);
-      pending.count = 0;
-    }
+    ami->addProperty(property);
+    countAdded(*property);
     return;
   }
 
@@ -740,6 +898,20 @@ void TrelProtocolBase::addToAmi(TrelProperty* property, bool flush) {
   pending.count = 0;
   pending.ami->properties.clear();
   deleteAll(amiOwnedProperties);
+}
+
+// A property has been added to the pending message, which is sent when it has more of them than the limit.
+void TrelProtocolBase::countAdded(TrelProperty& property) {
+  static constexpr char FUNCTION[] = "addToAmi";
+  TREL_DEBUG1("[DEBUG1] %s:%d (%s) - add event %d oid=%#x size=%d", __FILE__, __LINE__, FUNCTION, pending.count,
+              property.id, property.length());
+  ++pending.count;
+  if (pending.count <= TREL_AMI_PROPERTY_LIMIT) return;
+  // Sent and not emptied: its properties go out again with the next send, and amiOwnedProperties stays. A receiver must
+  // take a repeated value as a repetition, not as a change.
+  sendAmiMsgBase(pending.ami);
+  TREL_DEBUG1("[DEBUG1] %s:%d (%s) - send ami msg with %d tlvs", __FILE__, __LINE__, FUNCTION, pending.count);
+  pending.count = 0;
 }
 
 int TrelProtocolBase::sendAmiMsgBase(TRELAmi* ami) {

@@ -233,21 +233,27 @@ class TREL_API TrelProtocolBase {
 
  private:
   using OldStyleList = std::vector<std::unique_ptr<OldStyleProperty>>;
+  struct TREL_LOCAL Exchange;
+  struct TREL_LOCAL Working;
+  class TREL_LOCAL Lent;
 
-  TREL_LOCAL TrelProperty* findProperty(unsigned int oid);
-  TREL_LOCAL int resolveTlvs(TRELRequest& request, OldStyleList& oldStyle);
-  TREL_LOCAL static void refreshValue(TrelProperty* property);
+  TREL_LOCAL TrelProperty* findProperty(unsigned int oid, int& level, bool& asked);
+  TREL_LOCAL TrelProperty* askObjects(unsigned int oid);
+  TREL_LOCAL int handle(Exchange& exchange, int length, const char* buffer, const char* senderIp, int level);
+  TREL_LOCAL int handleNested(int length, const char* buffer, const char* senderIp);
+  TREL_LOCAL int answerRequest(Exchange& exchange, TRELResponse& response, int level);
+  TREL_LOCAL int answerBadHeader(TRELResponse& response, int result);
+  TREL_LOCAL static int followSequence(unsigned short msgId, const std::string& senderIp, int level);
+  TREL_LOCAL int resolveTlvs(Exchange& exchange, int& level, bool& mustCheck);
+  TREL_LOCAL static int addOldStyle(Exchange& exchange, unsigned int oid, const char* tlv);
   TREL_LOCAL static int refusalOfCutWrite(TrelProperty* property, const char* tlvHead);
-  TREL_LOCAL void executeWrite(TRELRequest& request, TRELResponse& response);
-  TREL_LOCAL void executeRead(const TRELRequest& request, TRELResponse& response, const OldStyleList& oldStyle);
-  TREL_LOCAL int refuse(TRELResponse& response, int result, int position, OldStyleList& oldStyle);
+  TREL_LOCAL void executeWrite(TRELRequest& request, TRELResponse& response, bool plain);
+  TREL_LOCAL void executeRead(Exchange& exchange, TRELResponse& response);
+  TREL_LOCAL int refuse(TRELResponse& response, int result, int position);
+  TREL_LOCAL void countAdded(TrelProperty& property);
   TREL_LOCAL bool applyReceivedValues(const TRELMessage& message, std::vector<TrelProperty*>* applied);
 
-  // Kept between calls so that a warm engine answers without allocating; taken out while a call uses them.
-  std::vector<TrelProperty*> requestList;
-  std::vector<TrelProperty*> responseList;
-  // Of the last refused request: alive until the next one is refused.
-  OldStyleList refusedOldStyle;
+  std::unique_ptr<Working> working;  // what the engine keeps between calls
 };
 
 #endif

@@ -14,7 +14,8 @@
 
 // Declared here instead of including <syslog.h>, which turns the call into one of another name when it is fortified: a
 // program that stands in for the system log is found under this one. Every format is a literal, so nothing is lost.
-extern "C" void syslog(int priority, const char* format, ...) __attribute__((format(printf, 2, 3)));
+// Cold: what builds a line lies apart from what answers a datagram.
+extern "C" void syslog(int priority, const char* format, ...) __attribute__((format(printf, 2, 3), cold));
 
 namespace trelTrace {
 
@@ -33,10 +34,14 @@ inline constexpr int ERROR_PRIORITY = 3;
 inline constexpr int WARNING_PRIORITY = 4;
 inline constexpr int DEBUG_PRIORITY = 7;
 
-inline bool above(int threshold) {
-  return __builtin_expect(
-             g_traceObject != nullptr && g_traceObject->level != nullptr && *g_traceObject->level > threshold, 0) != 0;
+// The level now: below every threshold while there is no trace object.
+inline int level() {
+  if (g_traceObject == nullptr || g_traceObject->level == nullptr) return 0;
+  return *g_traceObject->level;
 }
+
+inline bool above(int threshold, int level) { return __builtin_expect(level > threshold, 0) != 0; }
+inline bool above(int threshold) { return above(threshold, level()); }
 
 // Where a line comes from, for lines that a helper writes in the name of the operation that called it.
 struct Site {
@@ -62,5 +67,14 @@ struct Site {
 #define TREL_DEBUG1(...) TREL_TRACE(trelTrace::DEBUG1_THRESHOLD, trelTrace::DEBUG_PRIORITY, __VA_ARGS__)
 #define TREL_DEBUG2(...) TREL_TRACE(trelTrace::DEBUG2_THRESHOLD, trelTrace::DEBUG_PRIORITY, __VA_ARGS__)
 #define TREL_DEBUG3(...) TREL_TRACE(trelTrace::DEBUG3_THRESHOLD, trelTrace::DEBUG_PRIORITY, __VA_ARGS__)
+
+// The same where the level has just been looked at, for lines that follow each other with no hook between them.
+#define TREL_TRACE_AT(level, threshold, ...)                                                \
+  do {                                                                                      \
+    if (trelTrace::above(threshold, level)) syslog(trelTrace::DEBUG_PRIORITY, __VA_ARGS__); \
+  } while (false)
+
+#define TREL_DEBUG2_AT(level, ...) TREL_TRACE_AT(level, trelTrace::DEBUG2_THRESHOLD, __VA_ARGS__)
+#define TREL_DEBUG3_AT(level, ...) TREL_TRACE_AT(level, trelTrace::DEBUG3_THRESHOLD, __VA_ARGS__)
 
 #endif

@@ -62,7 +62,19 @@ inline unsigned int numberWidth(unsigned int type) {
   }
 }
 
-// Stores a big-endian number of 1, 2, 4 or 8 bytes.
+// A big-endian number of 1, 2, 4 or 8 bytes.
+inline unsigned long long loadNumber(const char* from, unsigned int width) {
+  switch (width) {
+    case 8:
+      return loadU64(from);
+    case 4:
+      return loadU32(from);
+    case 2:
+      return loadU16(from);
+    default:
+      return byteAt(from, 0);
+  }
+}
 inline void storeNumber(char* to, unsigned long long value, unsigned int width) {
   switch (width) {
     case 8:
@@ -137,8 +149,9 @@ class ByteReader {
 
   // The next `size` bytes, or null. The only place that compares and moves.
   const char* take(std::size_t size) {
-    if (failed_ || size > left_) {  // sizes, not pointers: at_ + size may not exist
-      failed_ = true;
+    if (size > left_) {  // sizes, not pointers: at_ + size may not exist
+      at_ = nullptr;     // nothing is left, and not even no byte can be taken
+      left_ = 0;
       return nullptr;
     }
     const char* taken = at_;
@@ -147,13 +160,14 @@ class ByteReader {
     return taken;
   }
 
-  std::size_t left() const { return failed_ ? 0 : left_; }
-  bool atEnd() const { return failed_ || left_ == 0; }
+  // Where the next bytes lie, for one who knows how many there are.
+  const char* at() const { return at_; }
+  std::size_t left() const { return left_; }
+  bool atEnd() const { return left_ == 0; }
 
  private:
   const char* at_;
   std::size_t left_;
-  bool failed_ = false;
 };
 
 // One received TLV, still lying in the datagram.
@@ -168,13 +182,16 @@ struct TlvView {
   unsigned int oid = 0;
 };
 
-// Takes the next TLV of the datagram. The caller has seen that something is left.
+// Takes the next TLV of the datagram. The caller has seen that something is left. A cut TLV is the last one: the caller
+// ends its walk.
 inline TlvView nextTlv(ByteReader& datagram) {
   TlvView tlv;
+  if (datagram.left() < TLV_HEAD_LEN) return tlv;
   tlv.start = datagram.take(TLV_HEAD_LEN);
-  if (tlv.start == nullptr) return tlv;
   tlv.oid = tlvOid(tlv.start);
-  tlv.cut = datagram.take(tlvLen(tlv.start)) != nullptr ? TlvView::WHOLE : TlvView::NO_VALUE;
+  const std::size_t length = tlvLen(tlv.start);
+  tlv.cut = length <= datagram.left() ? TlvView::WHOLE : TlvView::NO_VALUE;
+  datagram.take(length);
   return tlv;
 }
 

@@ -11,8 +11,10 @@
 #include <type_traits>
 #include <utility>
 
+#include "trel/trelMessageWalk.h"
 #include "trel/trelObjectId.h"
 #include "trel/trelObjects.h"
+#include "trel/trelOidLayout.h"
 #include "trel/trelProperty.h"
 #include "trel/trelProtocolBase.h"  // checkTlvs and deserializeTlvs ask the engine's old-style hooks, and no more of it
 #include "trel/trelResultText.h"
@@ -20,6 +22,7 @@
 #include "trel/trelWire.h"
 
 using namespace trelWire;
+using namespace trelHeader;
 
 // ----- TRELTlv -------------------------------------------------------------------------------------------------------
 
@@ -344,16 +347,6 @@ std::string TRELTlv::valToString() const {
 
 namespace {
 
-// Where the fields of the headers lie.
-constexpr int MAGIC_AT = 0;
-constexpr int VERSION_AT = 4;
-constexpr int ACTION_AT = 5;
-constexpr int MSG_ID_AT = 6;
-constexpr int RESULT_AT = TREL_HEADER_LEN;
-constexpr int ERROR_INDEX_AT = TREL_HEADER_LEN + 1;
-constexpr int TIME_SEC_AT = TREL_HEADER_LEN;
-constexpr int TIME_USEC_AT = TREL_HEADER_LEN + 4;
-
 // What the wire fixes, checked where it costs nothing.
 [[maybe_unused]] void doTrelMsgCompileTimeAssertions() {  // GCOVR_EXCL_LINE: the compiler runs it
   static_assert(sizeof(trel_tlv) == 7 + sizeof(char*), "a TLV's head is 7 bytes and nothing is padded");
@@ -369,6 +362,8 @@ constexpr int TIME_USEC_AT = TREL_HEADER_LEN + 4;
 }
 
 }  // namespace
+
+void trelList::grow(std::vector<TrelProperty*>& list) { list.reserve(list.size() < 8 ? 16 : 2 * list.size()); }
 
 TRELMessage::TRELMessage(std::string senderAddress) : TRELMessage(std::move(senderAddress), TREL_KIND_REQUEST, 0) {}
 
@@ -390,7 +385,7 @@ int TRELMessage::serializeSpecific(char*, int) const { return 1; }
 int TRELMessage::deserializeSpecific(const char*, int) { return RESULT_OK; }
 
 bool TRELMessage::addProperty(TrelProperty* property) {
-  properties.push_back(property);
+  trelList::append(properties, property);
   return true;
 }
 
@@ -434,65 +429,64 @@ bool TRELMessage::serialize(char* buf, int len) const {
   buf[ACTION_AT] = static_cast<char>(action);
   storeU16(buf + MSG_ID_AT, msgId);
 
-  int position = headerLen;
+  char* at = buf + headerLen;
+  int left = len - headerLen;
   for (TrelProperty* property : properties) {
-    const int written = property->serialize(buf + position, len - position);
-    if (written == -1) {
-      TREL_ERROR("[ERROR] %s:%d (%s) - buffer got to small!", TREL_HERE);
-      return false;
+    const int written = property->serialize(at, left);
+    if (written <= 0 || written != property->length() + TLV_HEAD_LEN) {
+      if (written == -1) {
+        TREL_ERROR("[ERROR] %s:%d (%s) - buffer got to small!", TREL_HERE);
+        return false;
+      }
+      if (written != property->length() + TLV_HEAD_LEN) {
+        TREL_ERROR("[ERROR] %s:%d (%s) - serialize return wrong length!", TREL_HERE);
+        return false;
+      }
     }
-    if (written != property->length() + TLV_HEAD_LEN) {
-      TREL_ERROR("[ERROR] %s:%d (%s) - serialize return wrong length!", TREL_HERE);
-      return false;
-    }
-    position += written;
+    at += static_cast<unsigned int>(written);
+    left -= written;
   }
   return serializeSpecific(buf, len) != 0;
 }
 
-int TRELMessage::deserialize(const char* buf, int len) {
-  magicNbr = loadU32(buf + MAGIC_AT);
-  protVersion = static_cast<unsigned char>(buf[VERSION_AT]);
-  action = static_cast<unsigned char>(buf[ACTION_AT]);
-  msgId = loadU16(buf + MSG_ID_AT);
-  buffer = buf;
-  bufferLen = len;
+int TRELMessage::deserialize(const char* buf, int len) { return decode(buf, len); }
 
+// The first of the header's fields that is wrong, with its line.
+int TRELMessage::refuseHeader() const {
   if (!checkMagicNbr()) return RESULT_WRONG_MAGIC;
   if (!checkProtVersion()) return RESULT_PROTOCOL_VERSION_MISMATCH;
-  if (!checkAction()) return RESULT_INVALID_ACTION;
-  return deserializeSpecific(buf, len);
+  checkAction();
+  return RESULT_INVALID_ACTION;
 }
 
 int TRELMessage::checkTlvs(int& index, TrelProtocolBase* engine) const {
-  const bool isWrite = action == TREL_ACTION_WRITE;
-  const char* tlv = buffer + headerLen;
-  int position = 0;
-  for (TrelProperty* property : properties) {
-    int failure = RESULT_OK;
-    if (property->object != nullptr) {
-      failure = static_cast<int>(TrelObjectId(tlvOid(tlv)).result);
-      if (failure == RESULT_OK && isWrite) failure = property->checkBuffer(tlv, true);
-    } else if (engine != nullptr) {
-      auto* oldStyle = dynamic_cast<OldStyleProperty*>(property);
-      // The base version of the hook refuses with the same code.
-      failure = oldStyle != nullptr ? engine->checkTlvOld(oldStyle, isWrite) : RESULT_GENERAL_ERROR;
-    }
-    if (failure != RESULT_OK) {
-      TREL_ERROR("[ERROR] %s:%d (%s) - %s in OID %#x", TREL_HERE, trelResultText(failure), tlvOid(tlv));
-      index = position;
-      return failure;
-    }
-    tlv += TLV_HEAD_LEN + tlvLen(tlv);
-    ++position;
-  }
-  return RESULT_OK;
+  bool plain = false;
+  return checkEach(index, plain, engine);
 }
 
-bool TRELMessage::deserializeTlvs(TrelProtocolBase* engine) { return storeValues(engine) && callUpdated(); }
+// The checks of any property. One of an object: its OID must decode, and in a write its TLV must fit. One without object
+// is the engine's to judge.
+int TRELMessage::checkAny(TrelProperty* property, const char* tlv, TrelProtocolBase* engine) const {
+  const bool isWrite = action == TREL_ACTION_WRITE;
+  if (property->object != nullptr) {
+    const unsigned int oid = tlvOid(tlv);
+    if (!trelOid::usable(oid)) return static_cast<int>(TrelObjectId(oid).result);  // which writes the line
+    return isWrite ? property->checkBuffer(tlv, true) : static_cast<int>(RESULT_OK);
+  }
+  if (engine == nullptr) return RESULT_OK;
+  auto* oldStyle = dynamic_cast<OldStyleProperty*>(property);
+  // The base version of the hook refuses with the same code.
+  return oldStyle != nullptr ? engine->checkTlvOld(oldStyle, isWrite) : static_cast<int>(RESULT_GENERAL_ERROR);
+}
 
-// First pass of a write: every value to its property.
-bool TRELMessage::storeValues(TrelProtocolBase* engine) {
+int TRELMessage::refuse(int failure, const char* tlv) {
+  TREL_ERROR("[ERROR] %s:%d (%s) - %s in OID %#x", __FILE__, __LINE__, "checkTlvs", trelResultText(failure),
+             tlvOid(tlv));
+  return failure;
+}
+
+// The same for properties of any kind.
+bool TRELMessage::storeAny(TrelProtocolBase* engine) {
   ByteReader datagram = tlvArea(buffer, bufferLen, headerLen);
   for (TrelProperty* property : properties) {
     if (property->object == nullptr) {
@@ -518,23 +512,18 @@ bool TRELMessage::storeValues(TrelProtocolBase* engine) {
   return true;
 }
 
-// Second pass: every owning object is told, also after one has refused.
-bool TRELMessage::callUpdated() {
-  bool ok = true;
-  for (TrelProperty* property : properties) {
-    TrelObject* object = property->object;
-    if (object == nullptr) continue;
-    if (object->updated(property, property->row)) {
-      TREL_DEBUG2("[DEBUG2] %s:%d (%s) - %s: Property %s updated", __FILE__, __LINE__, "deserializeTlvs",
-                  object->name.c_str(), property->name.c_str());
-    } else {
-      TREL_ERROR("[ERROR] %s:%d (%s) - %s: Property %s updated call failed", __FILE__, __LINE__, "deserializeTlvs",
-                 object->name.c_str(), property->name.c_str());
-      ok = false;
-    }
+void TRELMessage::traceUpdated(const TrelProperty& property, const TrelObject& object, bool accepted) {
+  static constexpr char FUNCTION[] = "deserializeTlvs";
+  if (accepted) {
+    TREL_DEBUG2("[DEBUG2] %s:%d (%s) - %s: Property %s updated", __FILE__, __LINE__, FUNCTION, object.name.c_str(),
+                property.name.c_str());
+  } else {
+    TREL_ERROR("[ERROR] %s:%d (%s) - %s: Property %s updated call failed", __FILE__, __LINE__, FUNCTION,
+               object.name.c_str(), property.name.c_str());
   }
-  return ok;
 }
+
+bool TRELMessage::deserializeTlvs(TrelProtocolBase* engine) { return storeEach(false, engine) && tellEach(); }
 
 // ----- the kinds -----
 

@@ -17,6 +17,7 @@
 
 #include "trel/trelObjectId.h"
 
+class TrelObject;
 class TrelProperty;
 class TrelProtocolBase;
 
@@ -268,8 +269,16 @@ class TREL_API TRELMessage {
   bool deserializeTlvs(TrelProtocolBase* engine);
 
  private:
-  TREL_LOCAL bool storeValues(TrelProtocolBase* engine);
-  TREL_LOCAL bool callUpdated();
+  friend class TrelProtocolBase;
+  inline int decode(const char* buf, int len);
+  TREL_LOCAL int refuseHeader() const;
+  inline int checkEach(int& index, bool& plain, TrelProtocolBase* engine) const;
+  inline bool storeEach(bool plain, TrelProtocolBase* engine);
+  inline bool tellEach();
+  TREL_LOCAL int checkAny(TrelProperty* property, const char* tlv, TrelProtocolBase* engine) const;
+  TREL_LOCAL static int refuse(int failure, const char* tlv);
+  TREL_LOCAL bool storeAny(TrelProtocolBase* engine);
+  TREL_LOCAL static void traceUpdated(const TrelProperty& property, const TrelObject& object, bool accepted);
 };
 
 // Read or write request. Header: 8 bytes.

@@ -41,7 +41,7 @@ TEST(ObjectLayout, MembersStandInTheDocumentedOrderBehindTheVirtualTable) {
   EXPECT_EQ(placeIn(object, object.common), places.next<bool>());
   EXPECT_EQ(placeIn(object, object.rowCount), places.next<unsigned int>());
   EXPECT_EQ(placeIn(object, object.rows), (places.next<std::vector<std::map<unsigned int, TrelProperty*>*>>()));
-  EXPECT_EQ(sizeof(TrelObject), places.sizeOf(alignof(void*)));
+  EXPECT_EQ(sizeof(TrelObject), places.sizeOf(alignof(void*)) + sizeof(void*)) << "one more, private, behind them";
 }
 
 TEST(ObjectLayout, MembersStandAtTheKnownPlacesWithLibstdcxxStrings) {
@@ -54,7 +54,7 @@ TEST(ObjectLayout, MembersStandAtTheKnownPlacesWithLibstdcxxStrings) {
   EXPECT_EQ(placeIn(object, object.common), is64Bit ? 52U : 36U);
   EXPECT_EQ(placeIn(object, object.rowCount), is64Bit ? 56U : 40U);
   EXPECT_EQ(placeIn(object, object.rows), is64Bit ? 64U : 44U);
-  EXPECT_EQ(sizeof(TrelObject), is64Bit ? 88U : 56U);
+  EXPECT_EQ(sizeof(TrelObject), is64Bit ? 96U : 60U);
 }
 
 TEST(ObjectLayout, ScalarAndTableAddNoMembers) {
