@@ -32,10 +32,11 @@ trel_test_defaults(trelTestHeaders)
 target_precompile_headers(trelTestHeaders PRIVATE
   <gtest/gtest.h> <memory> <string> <string_view> <vector> "${trel_SOURCE_DIR}/components/trel/trelProtocolBase.h")
 
-# Seconds after which a single test counts as hanging. An emulated machine is about ten times slower.
+# Seconds after which a test counts as hanging: a single one, or on an emulated machine, which is about ten times slower, all
+# of a program.
 set(trel_test_timeout 120)
 if(CMAKE_CROSSCOMPILING)
-  set(trel_test_timeout 600)
+  set(trel_test_timeout 1800)
 endif()
 
 # Programs of which the tests run once more with memory running out, see tests/allocation/main.cpp. Each is one ctest test,
@@ -72,13 +73,20 @@ file(WRITE "${PROJECT_BINARY_DIR}/everyAllocation.txt" "${trel_every_allocation_
 # trel_add_test(<name> <sources...>)
 #
 # One test program, linked with trel, the test support and GoogleTest. Each TEST in it is a ctest test, named as in the
-# source, and runs in a process of its own, so that process-wide state of the library is fresh in each. Add what else it
+# source, and runs in a process of its own, so that process-wide state of the library is fresh in each; on a foreign machine
+# the program is one ctest test, and each TEST in it a process. Add what else it
 # needs with target_link_libraries(<name> PRIVATE ...) afterwards.
 function(trel_add_test name)
   add_executable(${name} ${ARGN})
   trel_test_defaults(${name})
   target_link_libraries(${name} PRIVATE trelTestMain)
   target_precompile_headers(${name} REUSE_FROM trelTestHeaders)
+  if(CMAKE_CROSSCOMPILING)
+    # To start a program under an emulator takes longer than most tests: it forks for each of them instead.
+    add_test(NAME EachInAProcess.${name} COMMAND ${name} --each-in-a-process)
+    set_tests_properties(EachInAProcess.${name} PROPERTIES TIMEOUT ${trel_test_timeout} COST 100)
+    return()
+  endif()
   gtest_discover_tests(${name}
     DISCOVERY_TIMEOUT 300
     PROPERTIES TIMEOUT ${trel_test_timeout})

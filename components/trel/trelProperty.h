@@ -177,9 +177,7 @@ constexpr TrelTlvType typeCode() {
 // A value as text: the 8-bit types as numbers, a flag as 0 or 1.
 template <typename T>
 std::string valueText(T value) {
-  if constexpr (typeCode<T>() == TREL_TYPE_NONE) {
-    return std::to_string(+value);
-  } else if constexpr (std::is_signed_v<T>) {
+  if constexpr (std::is_signed_v<T>) {
     return digits(static_cast<long long>(value));
   } else {
     return digits(static_cast<unsigned long long>(value));
@@ -554,23 +552,17 @@ bool TypeProperty<T>::isDefault() {
 
 template <typename T>
 int TypeProperty<T>::serialize(char* buf, int size) {
-  if constexpr (trelDetail::typeCode<T>() != TREL_TYPE_NONE) {
-    if (isExactly(trelDetail::typeCode<T>()) && writeOwn<Stored>(buf, size, trelDetail::typeCode<T>(), value)) {
-      return TREL_TLV_HEAD_LEN + static_cast<int>(sizeof(Stored));
-    }
+  constexpr TrelTlvType CODE = trelDetail::typeCode<T>();
+  if (isExactly(CODE) && writeOwn<Stored>(buf, size, CODE, value)) {
+    return TREL_TLV_HEAD_LEN + static_cast<int>(sizeof(Stored));
   }
   return serializeNumber(buf, size, static_cast<unsigned long long>(value), sizeof(Stored), __LINE__);
 }
 
 template <typename T>
 int TypeProperty<T>::deserialize(const char* tlv) {
-  if constexpr (trelDetail::typeCode<T>() != TREL_TYPE_NONE) {
-    if (!isExactly(trelDetail::typeCode<T>())) return storeDecoded<Stored>(value, tlv, __LINE__, __func__);
-    value = readOwn<Stored>(tlv + TREL_TLV_HEAD_LEN);
-  } else {
-    const auto otherwise = static_cast<unsigned long long>(value);
-    value = static_cast<Stored>(decodeNumber(tlv + TREL_TLV_HEAD_LEN, otherwise, __LINE__, __func__));
-  }
+  if (!isExactly(trelDetail::typeCode<T>())) return storeDecoded<Stored>(value, tlv, __LINE__, __func__);
+  value = readOwn<Stored>(tlv + TREL_TLV_HEAD_LEN);
   return lengthWithHead(tlv);
 }
 

@@ -6,6 +6,8 @@
 //   <program> --every-allocation=12+      block 12 and all later ones, likewise
 //   --allocation-part=2/3                 the second third of the tests
 //   --gtest_filter=...                    these tests only
+//   <program> --each-in-a-process         every TEST once, each in a process of its own: what ctest does, for machines on
+//                                         which it takes long to start a program
 //
 // Each TEST runs once to count the blocks that the library takes, and then again for each of them, in two modes: that one
 // block is refused, and that one with all later ones. Each run is a process of its own. What the test expects cannot hold
@@ -42,6 +44,7 @@
 #include <utility>
 #include <vector>
 
+#include "allocation/eachInAProcess.h"
 #include "allocation/failingAllocator.h"
 #include "allocation/goodRead.h"
 #include "support/operatorNew.h"
@@ -478,6 +481,7 @@ int main(int argc, char** argv) {
   const std::string which = takeOption(argc, argv, "--every-allocation");
   const std::string part = takeOption(argc, argv, "--allocation-part");
   testing::InitGoogleMock(&argc, argv);
+  if (argc == 2 && std::string_view(argv[1]) == "--each-in-a-process") return eachInAProcess();
   if (which.empty()) return RUN_ALL_TESTS();
   return everyAllocation(argv[0], which, part);
 }

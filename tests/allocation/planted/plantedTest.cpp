@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
+
 #include <memory>
 #include <new>
 
@@ -22,4 +24,17 @@ TEST(Planted, TheTestLosesItsOwn) {
   auto* const own = new unsigned int[25];
   plantedGood();
   delete[] own;
+}
+
+// For --each-in-a-process: state is fresh, a failure is told with its output, and so is a fall.
+namespace {
+int ran = 0;
+bool planted() { return std::getenv("TREL_PLANTED") != nullptr; }
+}  // namespace
+
+TEST(PlantedProcess, First) { EXPECT_EQ(++ran, 1); }
+TEST(PlantedProcess, Second) { EXPECT_EQ(++ran, 1); }
+TEST(PlantedProcess, Fails) { EXPECT_FALSE(planted()) << "what went wrong"; }
+TEST(PlantedProcess, Falls) {
+  if (planted()) std::abort();
 }

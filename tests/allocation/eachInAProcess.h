@@ -1,0 +1,10 @@
+// Every TEST of the program in a process of its own, as ctest runs them, without starting the program for each.
+#ifndef TESTS_ALLOCATION_EACHINAPROCESS_H
+#define TESTS_ALLOCATION_EACHINAPROCESS_H
+
+// Forks for each TEST, before any of them has run, so that process-wide state is fresh in each. Shows
+// one line for each and the output of those that fail. A TEST that takes more than ten minutes has failed. Returns the
+// program's exit code.
+int eachInAProcess();
+
+#endif
