@@ -447,9 +447,7 @@ int TrelProtocolBase::refuse(TRELResponse& response, int result, int position) {
 }
 
 [[gnu::always_inline]] inline void TrelProtocolBase::executeRead(Exchange& exchange, TRELResponse& response) {
-  std::vector<TrelProperty*>& named = exchange.request.properties;
-  if (response.properties.capacity() < named.capacity()) response.properties.reserve(named.capacity());
-  response.properties.swap(named);  // both have had room for the largest request from now on
+  response.properties.swap(exchange.request.properties);  // which has no more use for them
   for (std::size_t i = 0; i < exchange.oldStyle.size(); ++i) {
     // The base version refuses the first one, at position 0.
     if (!handleTrelMsgOld(exchange.oldStyle[i].get(), false)) {
@@ -490,13 +488,16 @@ int TrelProtocolBase::answerRequest(Exchange& exchange, TRELResponse& response, 
   if (mustCheck) level = trelTrace::level();  // hooks have been asked
   TREL_DEBUG3_AT(level, "[DEBUG3] %s:%d (%s) - TREL %s message: length %d, %d tlvs", __FILE__, __LINE__, FUNCTION,
                  request.action == TREL_ACTION_WRITE ? "Write" : "Read", request.bufferLen, request.countTlvs(0));
+  int sent = 0;
   if (request.action == TREL_ACTION_WRITE) {
     executeWrite(request, response, plain);
+    sent = sendMsg(response);
   } else {
     executeRead(exchange, response);
+    sent = sendMsg(response);
+    // The list goes back to where the next request needs its room; of a caller's own answer it is the caller's.
+    if (&response == &exchange.response) response.properties.swap(request.properties);
   }
-
-  const int sent = sendMsg(response);
   TREL_DEBUG2("[DEBUG2] %s:%d (%s) - request handled: %s", __FILE__, __LINE__, FUNCTION,
               sent != 0 ? "success" : "failed");
   return sent;
