@@ -217,12 +217,6 @@ int TrelProperty::refuseValue(const char* tlv) const {
 
 // ----- numbers -------------------------------------------------------------------------------------------------------
 
-// Apart from those that call it when nobody must be asked, so that these stay small.
-[[gnu::noinline]] int TrelProperty::serializeNumber(char* buf, int size, unsigned long long value, unsigned int width,
-                                                    int line) {
-  return writeNumber(*this, buf, size, value, width, {TEMPLATE_FILE, line, "serialize"});
-}
-
 namespace {
 
 bool isNumberCode(int type) {
@@ -280,10 +274,17 @@ inline Stored TrelProperty::readOwn(const char* value) {
   return static_cast<Stored>(loadNumber(value, sizeof(Stored)));
 }
 
+// Apart from those that call them, and with so few arguments that they need no stack for them.
 template <typename Stored>
-[[gnu::noinline]] int TrelProperty::storeDecoded(Stored& value, const char* tlv, int line, const char* function) {
+[[gnu::noinline]] int TrelProperty::serializeAsked(char* buf, int size, const Stored& value) {
+  return writeNumber(*this, buf, size, static_cast<unsigned long long>(value), sizeof(Stored),
+                     {TEMPLATE_FILE, trelDetail::SERIALIZE_LINE, "serialize"});
+}
+
+template <typename Stored>
+[[gnu::noinline]] int TrelProperty::deserializeAsked(const char* tlv, Stored& value) {
   const auto otherwise = static_cast<std::make_unsigned_t<Stored>>(value);
-  value = static_cast<Stored>(decodeNumber(tlvValue(tlv), otherwise, line, function));
+  value = static_cast<Stored>(decodeNumber(tlvValue(tlv), otherwise, trelDetail::DESERIALIZE_LINE, "deserialize"));
   return lengthWithHead(tlv);
 }
 

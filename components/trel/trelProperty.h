@@ -115,20 +115,22 @@ class TREL_API TrelProperty {
 
  protected:
   friend class TRELMessage;
-  // For the template below: what all numbers share, so that it is compiled once. `line` is the caller's, for the log.
-  int serializeNumber(char* buf, int size, unsigned long long value, unsigned int width, int line);
+  // For the templates below, compiled once for all numbers; `line` and `function` are the caller's, for the log.
   // Whether getType() is the code of a number, with an ERROR line when it is not; and the number at the width of that
   // code, `otherwise` and the same line when there is none.
   bool isNumber(int line, const char* function);
   unsigned long long decodeNumber(const char* value, unsigned long long otherwise, int line, const char* function);
-  // The same without asking anybody, for an object that is not of a subclass; compiled for the stored types of the nine
-  // numbers. False, and nothing written, when the OID must be asked for or `size` is too small.
+  // Compiled for the stored types of the nine numbers. An object that is not of a subclass is written and read without
+  // asking anybody, unless its OID must be asked for or `size` is too small: false, and nothing is written.
   template <typename Stored>
   TREL_LOCAL bool writeOwn(char* buf, int size, TrelTlvType code, const Stored& value);
   template <typename Stored>
   TREL_LOCAL static Stored readOwn(const char* value);
+  // Any other is asked for OID, type and length.
   template <typename Stored>
-  TREL_LOCAL int storeDecoded(Stored& value, const char* tlv, int line, const char* function);
+  TREL_LOCAL int serializeAsked(char* buf, int size, const Stored& value);
+  template <typename Stored>
+  TREL_LOCAL int deserializeAsked(const char* tlv, Stored& value);
   // The virtual table of a property, which tells its class. While a constructor runs, that of the constructor's class.
   static const void* tableOf(const TrelProperty& property) {
     const void* table = nullptr;
@@ -550,18 +552,22 @@ bool TypeProperty<T>::isDefault() {
   return value == defaultValue;
 }
 
+namespace trelDetail {
+// Where the next two stand, for the log.
+inline constexpr int SERIALIZE_LINE = __LINE__ + 4;
+inline constexpr int DESERIALIZE_LINE = __LINE__ + 10;
+}  // namespace trelDetail
+
 template <typename T>
 int TypeProperty<T>::serialize(char* buf, int size) {
   constexpr TrelTlvType CODE = trelDetail::typeCode<T>();
-  if (isExactly(CODE) && writeOwn<Stored>(buf, size, CODE, value)) {
-    return TREL_TLV_HEAD_LEN + static_cast<int>(sizeof(Stored));
-  }
-  return serializeNumber(buf, size, static_cast<unsigned long long>(value), sizeof(Stored), __LINE__);
+  if (!isExactly(CODE) || !writeOwn<Stored>(buf, size, CODE, value)) return serializeAsked<Stored>(buf, size, value);
+  return TREL_TLV_HEAD_LEN + static_cast<int>(sizeof(Stored));
 }
 
 template <typename T>
 int TypeProperty<T>::deserialize(const char* tlv) {
-  if (!isExactly(trelDetail::typeCode<T>())) return storeDecoded<Stored>(value, tlv, __LINE__, __func__);
+  if (!isExactly(trelDetail::typeCode<T>())) return deserializeAsked<Stored>(tlv, value);
   value = readOwn<Stored>(tlv + TREL_TLV_HEAD_LEN);
   return lengthWithHead(tlv);
 }
