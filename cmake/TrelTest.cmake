@@ -47,7 +47,8 @@ endif()
 # the test did not get, and that passes for a fall of the library.
 get_target_property(trel_type trel TYPE)
 set(trel_has_every_allocation OFF)
-if(trel_type STREQUAL "SHARED_LIBRARY" AND NOT CMAKE_CROSSCOMPILING AND NOT CMAKE_BUILD_TYPE STREQUAL "Debug")
+if(trel_type STREQUAL "SHARED_LIBRARY" AND NOT CMAKE_CROSSCOMPILING AND
+   (TREL_SANITIZE OR NOT CMAKE_BUILD_TYPE STREQUAL "Debug"))
   set(trel_has_every_allocation ON)
 endif()
 set(trel_every_allocation_programs
