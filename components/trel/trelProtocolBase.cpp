@@ -754,9 +754,10 @@ TRELAmi* pendingMessage() {
 }
 
 // So many more neither make the pending message go nor leave a line: they may be added in one step.
+// While the message is being sent for its size, and after a send that ended in an exception, the count is above the limit.
 bool fitUnnoticed(std::size_t added) {
   return !trelTrace::above(trelTrace::DEBUG1_THRESHOLD) &&
-         added <= static_cast<std::size_t>(TREL_AMI_PROPERTY_LIMIT - pending.count);
+         added + static_cast<std::size_t>(pending.count) <= static_cast<std::size_t>(TREL_AMI_PROPERTY_LIMIT);
 }
 
 // Changes on their way from an object to the pending message. When an exception ends the way, those that are not there

@@ -308,6 +308,29 @@ TEST(EventAdd, AnExceptionOfTheTransportLosesNoChangeAndReportsNoneTwice) {
   card.engine.forget();
   card.engine.whileSending = nullptr;
   EXPECT_EQ(card.engine.eventAdd(card.engine.objects), 9);
+  // The 51 that could not be sent still count, so the first of the nine sends the message for its size.
+  ASSERT_EQ(card.engine.messages.size(), 1U);
+  EXPECT_EQ(card.engine.messages[0].bytes.size(), 432U);  // 16 and 52 times 8
   card.engine.addToAmi(nullptr, true);
-  EXPECT_EQ(card.engine.messages.back().bytes.size(), 496U);  // 16 and 60 times 8
+  ASSERT_EQ(card.engine.messages.size(), 2U);
+  EXPECT_EQ(card.engine.messages[1].bytes.size(), 496U);  // 16 and 60 times 8
+}
+
+// The count goes back to 0 behind the send: until then every property more sends the message again.
+TEST(EventAdd, WhatAHookAddsWhileTheMessageIsSentForItsSizeSendsItAgain) {
+  Card card(51);
+  card.changeAllSensors();
+  std::vector<TrelObject*> sensors = {&card.sensors};
+  std::vector<TrelObject*> chassis = {&card.chassis};
+  int sendings = 0;
+  card.engine.whileSending = [&](TRELMessage&) {
+    if (++sendings > 1) return;
+    card.first->set(1U);
+    EXPECT_EQ(card.engine.eventAdd(chassis), 1);
+  };
+  EXPECT_EQ(card.engine.eventAdd(sensors), 51);
+  ASSERT_EQ(card.engine.messages.size(), 2U);
+  EXPECT_EQ(card.engine.messages[0].bytes.size(), 424U);  // 16 and 51 times 8
+  EXPECT_EQ(card.engine.messages[1].bytes.size(), 435U);  // and 11 of the number
+  EXPECT_EQ(sendings, 2);
 }
