@@ -8,28 +8,13 @@
 
 #include <cstddef>
 
-#include "trel/trelHookOverride.h"
 #include "trel/trelObjects.h"
 #include "trel/trelOidLayout.h"
+#include "trel/trelOwnProperty.h"
 #include "trel/trelProperty.h"
 #include "trel/trelTraceGate.h"
 #include "trel/trelWire.h"
 #include "trel/trelmsg.h"
-
-namespace trelList {
-
-// Room for one more, and for as many again.
-void grow(std::vector<TrelProperty*>& list);
-
-// Appends. The vector's own operation would take the address of the pointer for the case that the list must grow, which
-// costs the walks a guarded stack frame.
-inline void append(std::vector<TrelProperty*>& list, TrelProperty* property) {
-  if (list.size() == list.capacity()) grow(list);
-  if (list.size() == list.capacity()) __builtin_unreachable();
-  list.push_back(property);
-}
-
-}  // namespace trelList
 
 namespace trelHeader {
 
@@ -42,9 +27,6 @@ inline constexpr int RESULT_AT = TREL_HEADER_LEN;
 inline constexpr int ERROR_INDEX_AT = TREL_HEADER_LEN + 1;
 inline constexpr int TIME_SEC_AT = TREL_HEADER_LEN;
 inline constexpr int TIME_USEC_AT = TREL_HEADER_LEN + 4;
-
-// Bytes of a number's value, by type code.
-inline constexpr unsigned short NUMBER_LENGTH[TREL_TYPE_BOOLEAN + 1] = {8, 4, 2, 1, 8, 4, 2, 1, 1};
 
 }  // namespace trelHeader
 
@@ -59,26 +41,6 @@ inline constexpr unsigned short NUMBER_LENGTH[TREL_TYPE_BOOLEAN + 1] = {8, 4, 2,
   const bool isOurs = magicNbr == TREL_MAGIC_NBR && protVersion == TREL_PROT_VERSION;
   if (!isOurs || action < TREL_ACTION_READ || action > TREL_ACTION_AMI) return refuseHeader();
   return deserializeSpecific(buf, len);
-}
-
-// The OID of an object's property where nobody needs to be asked; false where somebody must.
-inline bool TrelProperty::composeOid(unsigned int& oid) const {
-  return object != nullptr && trelHook::composeOid(*object, id, row, oid);
-}
-
-// Whether a TLV has the OID, the type and the length of a number of the library's own class, for which nobody must be
-// asked. False does not mean that it has not.
-inline bool TrelProperty::hasOwnForm(const char* tlv) const {
-  const unsigned int type = trelWire::tlvType(tlv);
-  unsigned int oid = 0;
-  return type <= TREL_TYPE_BOOLEAN && tableOf(*this) == exactTables[type] &&
-         trelWire::tlvLen(tlv) == trelHeader::NUMBER_LENGTH[type] && composeOid(oid) && oid == trelWire::tlvOid(tlv);
-}
-
-// Whether a value may be written; with the line when it may not, but for a read-only property.
-inline int TrelProperty::checkWritable(const char* tlv) {
-  if (accessType == IFC_CARD_VAR_READ_ONLY) return RESULT_READ_ONLY;
-  return validValue(trelWire::tlvValue(tlv), trelWire::tlvLen(tlv)) ? static_cast<int>(RESULT_OK) : refuseValue(tlv);
 }
 
 // Checks each TLV; returns the first failure, its position in `index`, with its line. Changes no property. `plain` becomes

@@ -11,8 +11,8 @@
 
 #include "trel/trelCells.h"
 #include "trel/trelHookOverride.h"
-#include "trel/trelMessageWalk.h"
 #include "trel/trelOidLayout.h"
+#include "trel/trelPropertyList.h"
 #include "trel/trelTraceGate.h"
 
 // ----- where properties are found -----

@@ -11,10 +11,9 @@
 #include <sstream>
 #include <utility>
 
-#include "trel/trelHookOverride.h"
-#include "trel/trelMessageWalk.h"
 #include "trel/trelObjectId.h"
 #include "trel/trelObjects.h"
+#include "trel/trelOwnProperty.h"
 #include "trel/trelPropertyLifetime.h"
 #include "trel/trelTraceGate.h"
 #include "trel/trelWire.h"

@@ -16,6 +16,7 @@
 #include "trel/trelMessageWalk.h"
 #include "trel/trelObjectIndex.h"
 #include "trel/trelPropertyLifetime.h"
+#include "trel/trelPropertyList.h"
 #include "trel/trelResultText.h"
 #include "trel/trelTraceGate.h"
 #include "trel/trelWire.h"

@@ -44,7 +44,7 @@ inline void storeU64(char* to, unsigned long long value) {
 
 // Width of the big-endian number that a value of this type code is, or 0 when its bytes travel as they are (8-bit
 // numbers, BOOLEAN, STRING, BYTE_ARRAY, MAC_ADDRESS and any code that the protocol does not know).
-inline unsigned int numberWidth(unsigned int type) {
+inline constexpr unsigned int numberWidth(unsigned int type) {
   switch (type) {
     case 0:   // UINT64
     case 4:   // INT64

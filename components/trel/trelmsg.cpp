@@ -16,6 +16,7 @@
 #include "trel/trelObjects.h"
 #include "trel/trelOidLayout.h"
 #include "trel/trelProperty.h"
+#include "trel/trelPropertyList.h"
 #include "trel/trelProtocolBase.h"  // checkTlvs and deserializeTlvs ask the engine's old-style hooks, and no more of it
 #include "trel/trelResultText.h"
 #include "trel/trelTraceGate.h"
