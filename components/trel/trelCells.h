@@ -33,16 +33,20 @@ class TrelCells {
   template <typename Visit>
   void each(const Rows& rows, Visit visit) const {
     const unsigned int stride = stride_;
+    if (stride == 0) {
+      for (const Row* row : rows)
+        visitRow(*row, visit);
+      return;
+    }
     const unsigned int* held = held_.get();
     TrelProperty* const* cell = cells_.get();
     for (const Row* row : rows) {
       TrelProperty* const* const end = cell + stride;
-      if (stride != 0 && row->size() == stride && *held == stride) {  // no place is free
+      if (row->size() == stride && *held == stride) {  // no place is free
         for (; cell != end; ++cell)
           visit(*cell);
-      } else if (stride == 0 || row->size() != *held) {
-        for (const auto& entry : *row)
-          visit(entry.second);
+      } else if (row->size() != *held) {
+        visitRow(*row, visit);
         cell = end;
       } else {
         for (; cell != end; ++cell) {
@@ -54,6 +58,11 @@ class TrelCells {
   }
 
  private:
+  template <typename Visit>
+  static void visitRow(const Row& row, Visit visit) {
+    for (const auto& entry : row)
+      visit(entry.second);
+  }
   static TrelProperty* search(const Row& row, unsigned int id);
   void build(const Rows& rows) noexcept;
 

@@ -36,7 +36,8 @@ class TREL_API TrelObject {
   bool common;            // OID bit 28
   unsigned int rowCount;  // fixed at construction
   // One map for each row, from property id to property, both owned. Filled by addProp: a null put in by hand is not
-  // expected.
+  // expected. What is put in or taken out by hand is noticed by the number in its row, so one property must not be
+  // exchanged for another.
   std::vector<std::map<unsigned int, TrelProperty*>*> rows;
 
   TrelObject(std::string name, ifcCard::IfcCardObjectType objectType, unsigned int id, bool common,
