@@ -126,19 +126,28 @@ struct TrelProtocolBase::Working {
   OldStyleList refusedOldStyle;
 };
 
-// The engine's exchange is lent for the time of a call. Takes what an exception may have left out of it.
+// The engine's exchange is lent for the time of a call.
 class TrelProtocolBase::Lent {
  public:
-  explicit Lent(Working& working) : working_(working) { working_.lent = true; }
+  explicit Lent(Working& working) : lent_(working.lent) { lent_ = true; }
   Lent(const Lent&) = delete;
   Lent& operator=(const Lent&) = delete;
-  [[gnu::always_inline]] ~Lent() {
-    working_.exchange.oldStyle.clear();
-    working_.lent = false;
-  }
+  [[gnu::always_inline]] ~Lent() { lent_ = false; }
 
  private:
-  Working& working_;
+  bool& lent_;
+};
+
+// The old-style properties of a request end with it, also by an exception.
+class TrelProtocolBase::OldStyleLife {
+ public:
+  explicit OldStyleLife(OldStyleList& list) : list_(list) {}
+  OldStyleLife(const OldStyleLife&) = delete;
+  OldStyleLife& operator=(const OldStyleLife&) = delete;
+  [[gnu::always_inline]] ~OldStyleLife() { list_.clear(); }
+
+ private:
+  OldStyleList& list_;
 };
 
 // ----- life and hooks of the engine ----------------------------------------------------------------------------------
@@ -413,8 +422,11 @@ inline int refreshValue(TrelObject& object, TrelProperty& property) {
       continue;
     }
 
-    TREL_DEBUG2_AT(level, "[DEBUG2] %s:%d (%s) - prop adding: type %i, oid %x", __FILE__, __LINE__, FUNCTION,
-                   property->getType(), property->getOid());
+    if (trelTrace::above(trelTrace::DEBUG2_THRESHOLD, level)) {
+      TREL_DEBUG2("[DEBUG2] %s:%d (%s) - prop adding: type %i, oid %x", __FILE__, __LINE__, FUNCTION,
+                  property->getType(), property->getOid());
+      level = trelTrace::level();  // type and OID may have been an application's own
+    }
     if (TrelObject* const object = property->object) {
       if (trelHook::overridesUpdate(*object)) level = refreshValue(*object, *property);
     } else {
@@ -464,40 +476,43 @@ int TrelProtocolBase::refuse(TRELResponse& response, int result, int position) {
 int TrelProtocolBase::answerRequest(Exchange& exchange, TRELResponse& response, int level) {
   static constexpr char FUNCTION[] = "handleRequest";
   TRELRequest& request = exchange.request;
-  request.properties.clear();
-  // A duplicate or a gap is executed all the same; only the answer says so. So is a sender that cannot be followed.
-  mark(response, followSequence(request.msgId, response.sender, level));
-
-  bool mustCheck = request.action == TREL_ACTION_WRITE;
-  const int cutOff = resolveTlvs(exchange, level, mustCheck);
-  int position = 0;
-  bool plain = false;
-  int refusal = mustCheck ? request.checkEach(position, plain, this) : static_cast<int>(RESULT_OK);
-  if (refusal == RESULT_OK && cutOff != RESULT_OK) {  // an earlier TLV that fails is reported first
-    refusal = cutOff;
-    position = request.countTlvs(0);
-    TREL_ERROR("[ERROR] %s:%d (%s) - %s in TLV %d, which the end of the datagram cuts off", __FILE__, __LINE__,
-               FUNCTION, trelResultText(refusal), position);
-  }
-  if (refusal != RESULT_OK) {
-    // Kept, and the former refused request's are deleted.
-    working->refusedOldStyle.swap(exchange.oldStyle);
-    exchange.oldStyle.clear();
-    return refuse(response, refusal, position);
-  }
-
-  if (mustCheck) level = trelTrace::level();  // hooks have been asked
-  TREL_DEBUG3_AT(level, "[DEBUG3] %s:%d (%s) - TREL %s message: length %d, %d tlvs", __FILE__, __LINE__, FUNCTION,
-                 request.action == TREL_ACTION_WRITE ? "Write" : "Read", request.bufferLen, request.countTlvs(0));
   int sent = 0;
-  if (request.action == TREL_ACTION_WRITE) {
-    executeWrite(request, response, plain);
-    sent = sendMsg(response);
-  } else {
-    executeRead(exchange, response);
-    sent = sendMsg(response);
-    // The list goes back to where the next request needs its room; of a caller's own answer it is the caller's.
-    if (&response == &exchange.response) response.properties.swap(request.properties);
+  {
+    const OldStyleLife life(exchange.oldStyle);
+    request.properties.clear();
+    // A duplicate or a gap is executed all the same; only the answer says so. So is a sender that cannot be followed.
+    mark(response, followSequence(request.msgId, response.sender, level));
+
+    bool mustCheck = request.action == TREL_ACTION_WRITE;
+    const int cutOff = resolveTlvs(exchange, level, mustCheck);
+    int position = 0;
+    bool plain = false;
+    int refusal = mustCheck ? request.checkEach(position, plain, this) : static_cast<int>(RESULT_OK);
+    if (refusal == RESULT_OK && cutOff != RESULT_OK) {  // an earlier TLV that fails is reported first
+      refusal = cutOff;
+      position = request.countTlvs(0);
+      TREL_ERROR("[ERROR] %s:%d (%s) - %s in TLV %d, which the end of the datagram cuts off", __FILE__, __LINE__,
+                 FUNCTION, trelResultText(refusal), position);
+    }
+    if (refusal != RESULT_OK) {
+      // Kept, and the former refused request's are deleted.
+      working->refusedOldStyle.swap(exchange.oldStyle);
+      exchange.oldStyle.clear();
+      return refuse(response, refusal, position);
+    }
+
+    if (mustCheck) level = trelTrace::level();  // hooks have been asked
+    TREL_DEBUG3_AT(level, "[DEBUG3] %s:%d (%s) - TREL %s message: length %d, %d tlvs", __FILE__, __LINE__, FUNCTION,
+                   request.action == TREL_ACTION_WRITE ? "Write" : "Read", request.bufferLen, request.countTlvs(0));
+    if (request.action == TREL_ACTION_WRITE) {
+      executeWrite(request, response, plain);
+      sent = sendMsg(response);
+    } else {
+      executeRead(exchange, response);
+      sent = sendMsg(response);
+      // The list goes back to where the next request needs its room; of a caller's own answer it is the caller's.
+      if (&response == &exchange.response) response.properties.swap(request.properties);
+    }
   }
   TREL_DEBUG2("[DEBUG2] %s:%d (%s) - request handled: %s", __FILE__, __LINE__, FUNCTION,
               sent != 0 ? "success" : "failed");

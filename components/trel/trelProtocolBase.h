@@ -236,6 +236,7 @@ class TREL_API TrelProtocolBase {
   struct TREL_LOCAL Exchange;
   struct TREL_LOCAL Working;
   class TREL_LOCAL Lent;
+  class TREL_LOCAL OldStyleLife;
 
   TREL_LOCAL TrelProperty* findProperty(unsigned int oid, int& level, bool& asked);
   TREL_LOCAL TrelProperty* askObjects(unsigned int oid);

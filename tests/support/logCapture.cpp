@@ -83,7 +83,9 @@ LogCapture::~LogCapture() {
 }
 
 void LogCapture::keep(int priority, const char* format, std::string text) {
-  if (innermost != nullptr) innermost->lines_.push_back(readLine(priority, format, std::move(text)));
+  if (innermost == nullptr) return;
+  innermost->lines_.push_back(readLine(priority, format, std::move(text)));
+  if (innermost->whileWriting) innermost->whileWriting(innermost->lines_.back());
 }
 
 std::vector<std::string> LogCapture::brief() const {

@@ -5,6 +5,7 @@
 #define TESTS_SUPPORT_LOGCAPTURE_H
 
 #include <cstddef>
+#include <functional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -55,6 +56,8 @@ class LogCapture {
   void setLevel(int level) { level_ = level; }
   // Forgets the lines so far.
   void clear() { lines_.clear(); }
+  // Called with each line, while the library writes it.
+  std::function<void(const LogLine& line)> whileWriting;
 
   // For the functions that stand in for the system log: keeps the line, by the innermost capture, if there is one.
   static void keep(int priority, const char* format, std::string text);

@@ -64,6 +64,22 @@ TEST(RequestLifetime, OldStylePropertiesOfAnAnsweredRequestLiveUntilTheAnswerIsS
   }
 }
 
+TEST(RequestLifetime, OldStylePropertiesOfAnAnsweredRequestEndBeforeItIsSaidToBeHandled) {
+  for (const std::string& request :
+       {"4F544E31 01 01 0000 | 02000001 01 0004 00000102"_hex, "4F544E31 01 02 0000 | 02000001 01 0004 00000102"_hex}) {
+    SCOPED_TRACE(asDatagram(request));
+    KeepingCard card;
+    card.result = RESULT_OK;
+    LogCapture log;
+    std::size_t deletedWhenHandled = 99;
+    log.whileWriting = [&](const LogLine& line) {
+      if (line.message == "request handled: success") deletedWhenHandled = card.deletedCount();
+    };
+    ask(card.engine, request);
+    EXPECT_EQ(deletedWhenHandled, 1U);
+  }
+}
+
 TEST(RequestLifetime, OldStylePropertiesOfARequestThatCannotBeExecutedAreDeletedBeforeItReturns) {
   for (const std::string& request :
        {"4F544E31 01 01 0000 | 02000001 01 0004 00000102 | 02000002 01 0004 00000103"_hex,

@@ -40,6 +40,20 @@ class CountingText : public Number {
   mutable int built = 0;
 };
 
+// Opens the log for every line when it is asked for its type.
+class OpeningNumber : public Number {
+ public:
+  OpeningNumber(unsigned int number, LogCapture& log)
+      : Number(number, "opening", IFC_CARD_VAR_READ_WRITE, 1U), log_(log) {}
+  int getType() override {
+    log_.setLevel(9);
+    return Number::getType();
+  }
+
+ private:
+  LogCapture& log_;
+};
+
 }  // namespace
 
 TEST(RequestLog, EveryLineOfAReadInItsOrder) {
@@ -201,6 +215,16 @@ TEST(RequestLog, EachLineAppearsAboveItsThreshold) {
     card.engine.receive("4F544E31 01 01 0007 | 10800005 01 0000 | 02000001 01 0000"_hex);
     EXPECT_EQ(linesOf(log, "handleRequest").size(), c.lines);
   }
+}
+
+TEST(RequestLog, ALevelThatAPropertyChangesCountsFromTheNextLineOn) {
+  PlainCard card;
+  LogCapture log(8);
+  card.scalar.addProp(new OpeningNumber(6, log), 0);
+  card.engine.receive("4F544E31 01 01 0007 | 10800006 01 0000"_hex);
+  EXPECT_EQ(linesOf(log, "handleRequest"),
+            (Lines{HANDLE + "prop adding: type 1, oid 10800006", HANDLE3 + "TREL Read message: length 15, 1 tlvs",
+                   HANDLE + "request handled: success"}));
 }
 
 TEST(RequestLog, NoTextIsBuiltForALineThatIsNotWritten) {
