@@ -73,7 +73,7 @@ int writeNumber(TrelProperty& property, char* buf, int size, unsigned long long 
   if (static_cast<unsigned int>(len) == width) {
     storeNumber(to, value, width);
   } else {
-    char number[8];
+    char number[sizeof value];
     storeNumber(number, value, width);
     storeBytes(to, len, number, width);
   }

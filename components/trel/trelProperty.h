@@ -164,16 +164,16 @@ TREL_API std::string digits(long long number);
 // Type code of a number; TREL_TYPE_NONE for any other type.
 template <typename T>
 constexpr TrelTlvType typeCode() {
-  if (std::is_same_v<T, unsigned long long>) return TREL_TYPE_UINT64;
-  if (std::is_same_v<T, unsigned int>) return TREL_TYPE_UINT32;
-  if (std::is_same_v<T, unsigned short>) return TREL_TYPE_UINT16;
-  if (std::is_same_v<T, unsigned char>) return TREL_TYPE_UINT8;
-  if (std::is_same_v<T, long long>) return TREL_TYPE_INT64;
-  if (std::is_same_v<T, int>) return TREL_TYPE_INT32;
-  if (std::is_same_v<T, short>) return TREL_TYPE_INT16;
-  if (std::is_same_v<T, signed char>) return TREL_TYPE_INT8;
-  if (std::is_same_v<T, bool>) return TREL_TYPE_BOOLEAN;
-  return TREL_TYPE_NONE;
+  return std::is_same_v<T, unsigned long long> ? TREL_TYPE_UINT64
+         : std::is_same_v<T, unsigned int>     ? TREL_TYPE_UINT32
+         : std::is_same_v<T, unsigned short>   ? TREL_TYPE_UINT16
+         : std::is_same_v<T, unsigned char>    ? TREL_TYPE_UINT8
+         : std::is_same_v<T, long long>        ? TREL_TYPE_INT64
+         : std::is_same_v<T, int>              ? TREL_TYPE_INT32
+         : std::is_same_v<T, short>            ? TREL_TYPE_INT16
+         : std::is_same_v<T, signed char>      ? TREL_TYPE_INT8
+         : std::is_same_v<T, bool>             ? TREL_TYPE_BOOLEAN
+                                               : TREL_TYPE_NONE;
 }
 
 // A value as text: the 8-bit types as numbers, a flag as 0 or 1.

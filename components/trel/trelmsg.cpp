@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <locale>
@@ -392,10 +393,11 @@ bool TRELMessage::addProperty(TrelProperty* property) {
 
 int TRELMessage::countTlvs(int) const { return static_cast<int>(properties.size()); }
 
+#if UINTPTR_MAX <= 0xFFFFFFFF
 namespace {
 
 // The sum of the lengths, where a walk with 64 bits would cost a third more: false when it may leave 32 bits.
-[[maybe_unused]] bool sumOfLengths(const std::vector<TrelProperty*>& properties, unsigned int& sum) {
+bool sumOfLengths(const std::vector<TrelProperty*>& properties, unsigned int& sum) {
   constexpr std::size_t FEW = 0x4000;  // of which no sum of lengths up to LONGEST leaves an int
   constexpr unsigned int LONGEST = 0xFFFF;
   unsigned int any = 0;  // the bits that any of them has
@@ -408,12 +410,13 @@ namespace {
 }
 
 }  // namespace
+#endif
 
 int TRELMessage::sizeOfTlvs() const {
-  if constexpr (sizeof(void*) == 4) {
-    unsigned int sum = 0;
-    if (sumOfLengths(properties, sum)) return static_cast<int>(sum + properties.size() * TLV_HEAD_LEN);
-  }
+#if UINTPTR_MAX <= 0xFFFFFFFF
+  unsigned int sum = 0;
+  if (sumOfLengths(properties, sum)) return static_cast<int>(sum + properties.size() * TLV_HEAD_LEN);
+#endif
   long long size = 0;
   for (TrelProperty* property : properties)
     size += static_cast<long long>(property->length()) + TLV_HEAD_LEN;
