@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <memory>
+#include <new>
 #include <string>
 
 #include "libtrace/trace.h"
@@ -109,6 +110,45 @@ TEST(Cost, AFirstReadAllocatesSoTheCountIsNoAccident) {
   const std::size_t before = newBlocks();
   f.card.handleTrelMsg(static_cast<int>(request.size()), request.data(), "127.0.0.1");
   EXPECT_GT(newBlocks() - before, 0u);
+}
+
+TEST(Cost, AFirstRequestOfSixteenVariablesTakesAsManyBlocksAsOneOfOne) {
+  const auto blocksOfAFirstRead = [](int variables) {
+    Fixture f;
+    std::string request = "4F544E31 01 01 0001"_hex;
+    for (int i = 0; i < variables; ++i)
+      request += "10800003 08 0000"_hex;
+    const ExactBlock block(request);
+    const std::size_t before = newBlocks();
+    f.card.receive(block);
+    return newBlocks() - before;
+  };
+  blocksOfAFirstRead(1);  // a sender becomes known once in a process
+  const std::size_t one = blocksOfAFirstRead(1);
+  EXPECT_EQ(blocksOfAFirstRead(16), one);
+  EXPECT_GT(blocksOfAFirstRead(17), one);
+}
+
+TEST(Cost, WithoutMemoryForItsPlacesAPropertyIsFoundAllTheSame) {
+  bool happened = true;
+  for (std::size_t after = 0; happened; ++after) {
+    SCOPED_TRACE(after);
+    TrelTable table("table", 3, false, 4);
+    auto property = std::make_unique<TypeProperty<int>>(7, "value", IFC_CARD_VAR_READ_WRITE, 5);
+    bool added = false;
+    {
+      NewFailure failure(after);
+      try {
+        added = table.addProp(property.get(), 2);
+      } catch (const std::bad_alloc&) {
+      }
+      happened = failure.happened();
+    }
+    EXPECT_EQ(table.getProp(7, 2), added ? property.get() : nullptr);
+    if (added) static_cast<void>(property.release());
+    EXPECT_EQ(table.getProp(7, 1), nullptr);
+    EXPECT_EQ(table.getProperties().size(), added ? 1U : 0U);
+  }
 }
 
 TEST(Cost, AShutTraceLineRendersNoProperty) {

@@ -133,17 +133,27 @@ TEST(NumericWire, TenBytesAreTooFewForA32BitNumberAndNothingIsWritten) {
 
 template <typename T>
 void expectNeeds(int size) {
-  SCOPED_TRACE(size);
-  TypeProperty<T> property(1, "small", IFC_CARD_VAR_READ_WRITE, static_cast<T>(1));
-  LogCapture log;
-  ExactBlock enough(static_cast<std::size_t>(size));
-  EXPECT_EQ(property.serialize(enough.data(), size), size);
-  EXPECT_EQ(log.brief(), Lines{});
-  ExactBlock tooSmall(static_cast<std::size_t>(size - 1));
-  EXPECT_EQ(property.serialize(tooSmall.data(), size - 1), -1);
-  EXPECT_EQ(tooSmall.view(), std::string(static_cast<std::size_t>(size - 1), '\xA5'));
-  EXPECT_EQ(log.brief(),
-            Lines{"3 [ERROR] trelProperty (serialize) - [small] serializing buffer has not enough space left"});
+  // Alone, and in an object, whose properties are written in a shorter way.
+  auto* const alone = new TypeProperty<T>(1, "small", IFC_CARD_VAR_READ_WRITE, static_cast<T>(1));
+  const std::unique_ptr<TrelProperty> owned(alone);
+  TrelScalar object("object", 1, true);
+  auto* const held = new TypeProperty<T>(1, "small", IFC_CARD_VAR_READ_WRITE, static_cast<T>(1));
+  object.addProp(held, 0);
+  for (TrelProperty* property : {alone, held}) {
+    SCOPED_TRACE(std::to_string(size) + (property == held ? " in an object" : ""));
+    LogCapture log;
+    ExactBlock enough(static_cast<std::size_t>(size));
+    EXPECT_EQ(property->serialize(enough.data(), size), size);
+    EXPECT_EQ(log.brief(), Lines{});
+    for (int less = 1; less <= size; ++less) {
+      log.clear();
+      ExactBlock tooSmall(static_cast<std::size_t>(size - less));
+      EXPECT_EQ(property->serialize(tooSmall.data(), size - less), -1);
+      EXPECT_EQ(tooSmall.view(), std::string(static_cast<std::size_t>(size - less), '\xA5'));
+      EXPECT_EQ(log.brief(3),
+                Lines{"3 [ERROR] trelProperty (serialize) - [small] serializing buffer has not enough space left"});
+    }
+  }
 }
 
 TEST(NumericWire, EveryMemberNeedsSevenBytesAndItsLength) {

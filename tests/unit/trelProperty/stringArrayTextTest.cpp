@@ -321,16 +321,21 @@ TEST(StringProperty, ABufferOfExactlyLengthAndSevenBytesIsEnough) {
 }
 
 TEST(StringProperty, OneByteLessIsRefusedWithALineAndNothingWritten) {
-  StringProperty property(0x10800005, "label", IFC_CARD_VAR_READ_WRITE, "abc");
-  for (const int size : {9, 7, 1, 0, -1, -2147483647}) {
-    SCOPED_TRACE(size);
-    ExactBlock block(size > 0 ? static_cast<std::size_t>(size) : 0);
-    const std::string before = asText(block.view());
-    LogCapture log;
-    EXPECT_EQ(property.serialize(block.data(), size), -1);
-    EXPECT_EQ(asText(block.view()), before);
-    EXPECT_EQ(log.brief(),
-              Lines{"3 [ERROR] trelProperty (serialize) - [label] serializing buffer has not enough space left"});
+  StringProperty alone(0x10800005, "label", IFC_CARD_VAR_READ_WRITE, "abc");
+  TrelScalar object("object", 1, true);
+  auto* const held = new StringProperty(5, "label", IFC_CARD_VAR_READ_WRITE, "abc");
+  object.addProp(held, 0);
+  for (StringProperty* property : {&alone, held}) {
+    for (const int size : {9, 7, 1, 0, -1, -2147483647}) {
+      SCOPED_TRACE(size);
+      ExactBlock block(size > 0 ? static_cast<std::size_t>(size) : 0);
+      const std::string before = asText(block.view());
+      LogCapture log;
+      EXPECT_EQ(property->serialize(block.data(), size), -1);
+      EXPECT_EQ(asText(block.view()), before);
+      EXPECT_EQ(log.brief(),
+                Lines{"3 [ERROR] trelProperty (serialize) - [label] serializing buffer has not enough space left"});
+    }
   }
 }
 

@@ -253,6 +253,19 @@ TEST(EventAdd, CountsAllAlsoWhenTheMessageWasSentForItsSizeMeanwhile) {
 }
 
 // The flags were lowered when the changes were listed, so a change that comes while the 51st is sent is a new one.
+TEST(EventAdd, WhatWaitsAlreadyCountsTowardsTheSizeThatSendsTheMessage) {
+  Card card(45);
+  for (std::size_t row = 0; row < 10; ++row)
+    card.setSensor(row, 1);
+  std::vector<TrelObject*> objects = {&card.sensors};
+  EXPECT_EQ(card.engine.eventAdd(objects), 10);
+  EXPECT_EQ(card.engine.messages.size(), 0U);
+  card.changeAllSensors();
+  EXPECT_EQ(card.engine.eventAdd(objects), 45);
+  ASSERT_EQ(card.engine.messages.size(), 1U);
+  EXPECT_EQ(card.engine.messages[0].bytes.size(), 424U);  // 16 and 51 times 8
+}
+
 TEST(EventAdd, AChangeThatComesWhileTheMessageIsSentForItsSizeWaitsForTheNextScan) {
   Card card(60);
   card.changeAllSensors();

@@ -75,6 +75,17 @@ TEST(RequestTruncation, ARequestHandedPastTheDoorWithLessThanAHeaderIsRefusedUnr
   }
 }
 
+TEST(RequestTruncation, ARequestHandedPastTheDoorWithItsHeaderAloneIsAnswered) {
+  Card card;
+  LogCapture log(3);
+  TRELResponse response("nobody");
+  response.action = 3;
+  response.msgId = 7;
+  EXPECT_EQ(card.engine.handleRequest(8, "4F544E31 01 01 0007"_hex.data(), response), 1);
+  EXPECT_EQ(card.engine.sent(), Datagrams{"4F544E31 01 03 0007 11 0000"});  // a sender that cannot be followed
+  EXPECT_EQ(log.brief(3), std::vector<std::string>{});
+}
+
 TEST(RequestTruncation, AReadOfKnownOidsIsRefusedWhereAHeadIsCutAndAnsweredWhereAValueIs) {
   expectAnswers<Card>("4F544E31 01 01 0000 | 10800005 01 0004 00000063 | 10800006 03 0001 08"_hex,
                       {{8, "03 00 0000"},

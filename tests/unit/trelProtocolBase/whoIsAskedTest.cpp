@@ -111,6 +111,29 @@ TEST(WhoIsAsked, AnObjectAnswersUnderTheIdThatItHasNow) {
   EXPECT_EQ(asker.value("02000005"), "00000008");
 }
 
+TEST(WhoIsAsked, ATableAnswersUnderTheIdThatItHasNow) {
+  const auto newTable = [](unsigned int id, unsigned int value) {
+    auto table = std::make_unique<TrelTable>("table", id, false, 2);
+    table->addProp(new Number(1, "number", IFC_CARD_VAR_READ_WRITE, value), 1);
+    return table;
+  };
+  const auto table = newTable(3, 7);
+  const auto other = newTable(9, 8);
+  Asker asker;
+  asker.engine.registerObject(table.get());
+  asker.engine.registerObject(other.get());
+  EXPECT_EQ(asker.value("40C04001"), "00000007");
+  table->id = 5;
+  EXPECT_EQ(asker.value("41404001"), "00000007");
+  EXPECT_TRUE(asker.refuses("40C04001"));
+  table->common = true;
+  EXPECT_EQ(asker.value("51404001"), "00000007");
+  EXPECT_TRUE(asker.refuses("41404001"));
+  table->objectType = ifcCard::SCALAR;
+  EXPECT_TRUE(asker.refuses("51404001"));
+  EXPECT_EQ(asker.value("42404001"), "00000008");
+}
+
 TEST(WhoIsAsked, AnObjectThatAHookRegistersAnswersInTheSameRequest) {
   struct Registers : Group {
     using Group::Group;
@@ -132,6 +155,33 @@ TEST(WhoIsAsked, AnObjectThatAHookRegistersAnswersInTheSameRequest) {
   EXPECT_EQ(asker.engine.sent(),
             (std::vector<std::string>{
                 "4F544E31 01 03 0001 00 0000 | 00800005 01 0004 00000001 | 01000005 01 0004 00000002"}));
+}
+
+TEST(WhoIsAsked, AnOidOfNoKindIsNobodysAlsoWhenTheRestOfItNamesAScalar) {
+  Group group(1, 1, true);
+  Asker asker;
+  asker.engine.registerObject(&group);
+  EXPECT_EQ(asker.value("10800005"), "00000001");
+  EXPECT_TRUE(asker.refuses("90800005"));
+  EXPECT_TRUE(asker.refuses("D0800005"));
+}
+
+TEST(WhoIsAsked, ALevelThatAnOwnSearchChangesCountsFromTheNextLineOn) {
+  struct Opens : KnowsAll {
+    using KnowsAll::KnowsAll;
+    TrelProperty* getPropFromOID(unsigned int oid) override {
+      log->setLevel(8);
+      return KnowsAll::getPropFromOID(oid);
+    }
+    LogCapture* log = nullptr;
+  };
+  Opens own(2, 2);
+  Asker asker;
+  asker.engine.registerObject(&own);
+  LogCapture log(7);
+  own.log = &log;
+  asker.engine.receive(readOf("00800005"));
+  EXPECT_EQ(log.count("prop adding: type 1, oid 1000005"), 1U);
 }
 
 TEST(WhoIsAsked, AnOwnSearchIsAskedInItsTurnAndNotBehindTheOneThatAnswers) {
