@@ -40,13 +40,25 @@ bench::UdpClient::UdpClient(unsigned short server, std::string request,
 
 bench::UdpClient::~UdpClient() { close(socket_); }
 
-bool bench::UdpClient::asks(std::size_t idAt) {
+bool bench::UdpClient::ask(std::size_t idAt) {
   ++messageId_;
   request_[idAt] = static_cast<char>(messageId_ >> 8);
   request_[idAt + 1] = static_cast<char>(messageId_);
-  if (send(socket_, request_.data(), request_.size(), 0) != static_cast<ssize_t>(request_.size())) return false;
+  return send(socket_, request_.data(), request_.size(), 0) == static_cast<ssize_t>(request_.size());
+}
+
+bool bench::UdpClient::takeAnswer() {
   const ssize_t received = recv(socket_, received_, sizeof received_, 0);
   return received > 0 && isGood_(received_, static_cast<std::size_t>(received));
+}
+
+bool bench::UdpClient::asks(std::size_t idAt, int atATime) {
+  bool good = true;
+  for (int i = 0; i < atATime; ++i)
+    good = ask(idAt) && good;
+  for (int i = 0; i < atATime; ++i)
+    good = takeAnswer() && good;
+  return good;
 }
 
 std::function<bool(const char*, std::size_t)> bench::isAnswerOf(int length) {

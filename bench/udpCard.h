@@ -85,10 +85,14 @@ class UdpClient {
   UdpClient& operator=(const UdpClient&) = delete;
   ~UdpClient();
 
-  // One exchange. `idAt`: where the request has a number of two bytes that is another one each time.
-  bool asks(std::size_t idAt);
+  // So many exchanges, all asked before the first answer is taken. `idAt`: where the request has a number of two bytes that
+  // is another one each time.
+  bool asks(std::size_t idAt, int atATime = 1);
 
  private:
+  bool ask(std::size_t idAt);
+  bool takeAnswer();
+
   int socket_;
   std::string request_;
   std::function<bool(const char*, std::size_t)> isGood_;

@@ -273,7 +273,7 @@ class Client : public bench::PeerClient {
           return length >= least && static_cast<unsigned char>(bytes[1]) == code;
         }) {}
 
-  bool asks() override { return client_.asks(COAP_ID_AT); }
+  bool asks(int atATime) override { return client_.asks(COAP_ID_AT, atATime); }
 
  private:
   bench::UdpClient client_;
@@ -292,7 +292,7 @@ class Observer : public bench::PeerClient {
     close(ticks_);
   }
 
-  bool asks() override { return send(ticks_, "tick", 4, 0) == 4 && takesReport(); }
+  bool asks(int) override { return send(ticks_, "tick", 4, 0) == 4 && takesReport(); }
 
  private:
   // Every fifth or so wants to be acknowledged.

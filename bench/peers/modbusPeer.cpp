@@ -56,20 +56,31 @@ class Client : public bench::PeerClient {
       : socket_(bench::connectedSocket(SOCK_STREAM, port)), questions_(std::move(questions)) {}
   ~Client() override { close(socket_); }
 
-  bool asks() override {
-    for (Question& question : questions_) {
-      ++transaction_;
-      question.request[0] = static_cast<char>(transaction_ >> 8);
-      question.request[1] = static_cast<char>(transaction_);
-      if (send(socket_, question.request.data(), question.request.size(), 0) < 0) return false;
-      char answer[MODBUS_TCP_MAX_ADU_LENGTH];
-      const ssize_t received = recv(socket_, answer, question.answer, MSG_WAITALL);
-      if (received != static_cast<ssize_t>(question.answer) || answer[7] != question.request[7]) return false;
+  bool asks(int atATime) override {
+    for (int i = 0; i < atATime; ++i) {
+      for (Question& question : questions_)
+        if (!ask(question)) return false;
+    }
+    for (int i = 0; i < atATime; ++i) {
+      for (const Question& question : questions_)
+        if (!takeAnswer(question)) return false;
     }
     return true;
   }
 
  private:
+  bool ask(Question& question) {
+    ++transaction_;
+    question.request[0] = static_cast<char>(transaction_ >> 8);
+    question.request[1] = static_cast<char>(transaction_);
+    return send(socket_, question.request.data(), question.request.size(), 0) > 0;
+  }
+  bool takeAnswer(const Question& question) const {
+    char answer[MODBUS_TCP_MAX_ADU_LENGTH];
+    const ssize_t received = recv(socket_, answer, question.answer, MSG_WAITALL);
+    return received == static_cast<ssize_t>(question.answer) && answer[7] == question.request[7];
+  }
+
   int socket_;
   std::vector<Question> questions_;
   unsigned short transaction_ = 0;

@@ -28,8 +28,9 @@ class PeerServer {
 class PeerClient {
  public:
   virtual ~PeerClient() = default;
-  // Whether the work was done, as far as the answer shows.
-  virtual bool asks() = 0;
+  // Whether the work was done so often, as far as the answers show; all are asked before the first answer is taken. A report
+  // is waited for one at a time.
+  virtual bool asks(int atATime) = 0;
 };
 
 struct Peer {

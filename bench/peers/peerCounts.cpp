@@ -20,7 +20,7 @@ constexpr int RUNS = 100;
 int ask(const bench::Peer& peer, const bench::Place& place) {
   const auto client = peer.ask(place);
   for (int run = 0; run < WARM_UP + RUNS; ++run)
-    if (!client->asks()) return 1;
+    if (!client->asks(1)) return 1;
   return 0;
 }
 

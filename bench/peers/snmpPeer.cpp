@@ -330,7 +330,7 @@ class Client : public bench::PeerClient {
                 }),
         idAt_(request.find(REQUEST_ID) + 4) {}
 
-  bool asks() override { return client_.asks(idAt_); }
+  bool asks(int atATime) override { return client_.asks(idAt_, atATime); }
 
  private:
   bench::UdpClient client_;
@@ -347,7 +347,7 @@ class TrapSink : public bench::PeerClient {
   }
   ~TrapSink() override { close(socket_); }
 
-  bool asks() override {
+  bool asks(int) override {
     constexpr ssize_t LEAST = 50L * 15;  // fifty variables are not shorter
     char trap[4096];
     return sendto(socket_, "tick", 4, 0, reinterpret_cast<const sockaddr*>(&server_), sizeof server_) == 4 &&

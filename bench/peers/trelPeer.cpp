@@ -28,7 +28,7 @@ class Client : public bench::PeerClient {
   Client(unsigned short port, const std::string& request, std::function<bool(const char*, std::size_t)> isGood)
       : client_(port, request, std::move(isGood)) {}
 
-  bool asks() override { return client_.asks(bench::MESSAGE_ID_AT); }
+  bool asks(int atATime) override { return client_.asks(bench::MESSAGE_ID_AT, atATime); }
 
  private:
   bench::UdpClient client_;
