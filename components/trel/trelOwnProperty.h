@@ -10,16 +10,21 @@
 
 namespace trelOwn {
 
-// Bytes of a number's value: what is no big-endian number is one byte.
-constexpr unsigned short lengthOf(TrelTlvType type) {
-  return static_cast<unsigned short>(trelWire::numberWidth(type) != 0 ? trelWire::numberWidth(type) : 1);
+// Bytes of a number's value, by type code: what is no big-endian number is one byte.
+struct NumberLengths {
+  unsigned short of[TREL_TYPE_BOOLEAN + 1];
+};
+constexpr NumberLengths numberLengths() {
+  NumberLengths lengths{};
+  unsigned int type = 0;
+  for (unsigned short& length : lengths.of) {
+    const unsigned int width = trelWire::numberWidth(type++);
+    length = static_cast<unsigned short>(width != 0 ? width : 1);
+  }
+  return lengths;
 }
 
-inline constexpr unsigned short NUMBER_LENGTH[] = {
-    lengthOf(TREL_TYPE_UINT64), lengthOf(TREL_TYPE_UINT32), lengthOf(TREL_TYPE_UINT16),
-    lengthOf(TREL_TYPE_UINT8),  lengthOf(TREL_TYPE_INT64),  lengthOf(TREL_TYPE_INT32),
-    lengthOf(TREL_TYPE_INT16),  lengthOf(TREL_TYPE_INT8),   lengthOf(TREL_TYPE_BOOLEAN)};
-static_assert(sizeof NUMBER_LENGTH / sizeof NUMBER_LENGTH[0] == TREL_TYPE_BOOLEAN + 1, "by type code");
+inline constexpr NumberLengths NUMBER_LENGTH = numberLengths();
 
 }  // namespace trelOwn
 
@@ -34,7 +39,7 @@ inline bool TrelProperty::hasOwnForm(const char* tlv) const {
   const unsigned int type = trelWire::tlvType(tlv);
   unsigned int oid = 0;
   return type <= TREL_TYPE_BOOLEAN && tableOf(*this) == exactTables[type] &&
-         trelWire::tlvLen(tlv) == trelOwn::NUMBER_LENGTH[type] && composeOid(oid) && oid == trelWire::tlvOid(tlv);
+         trelWire::tlvLen(tlv) == trelOwn::NUMBER_LENGTH.of[type] && composeOid(oid) && oid == trelWire::tlvOid(tlv);
 }
 
 // Whether a value may be written; with the line when it may not, but for a read-only property.

@@ -60,9 +60,8 @@ char* beginTlv(TrelProperty& property, char* buf, int size, int len, const trelT
 // not there goes out as zeros, never as bytes that nobody wrote.
 void storeBytes(char* to, int len, const void* held, std::size_t heldLen) {
   const std::size_t area = static_cast<std::size_t>(len);
-  const std::size_t copied = std::min(area, heldLen);
-  if (copied != 0) std::memcpy(to, held, copied);
-  if (copied < area) std::memset(to + copied, 0, area - copied);
+  std::memset(to, 0, area);
+  if (heldLen != 0) std::memcpy(to, held, std::min(area, heldLen));
 }
 
 int writeNumber(TrelProperty& property, char* buf, int size, unsigned long long value, unsigned int width,
@@ -629,34 +628,35 @@ unsigned int OldStyleProperty::counter = 0;
 
 namespace {
 
-constexpr unsigned int WIDEST_NUMBER = 8;
-
 // Zeros, and room for every number: a value that is shorter than its type's width stays inside the buffer, and reads as
 // if zero bytes followed.
-unsigned int bufferSize(unsigned int len) { return std::max(len, WIDEST_NUMBER); }
+unsigned int bufferSize(unsigned int len) { return std::max<unsigned int>(len, sizeof(unsigned long long)); }
 char* allocateBuffer(unsigned int len) { return static_cast<char*>(std::calloc(bufferSize(len), 1)); }
+
+const char* bytesOf(const trel_tlv* record) { return reinterpret_cast<const char*>(record); }
+unsigned int oidOf(const char* raw, bool hostOrder) { return hostOrder ? loadHost<unsigned int>(raw) : tlvOid(raw); }
+unsigned short lengthOf(const char* raw, bool hostOrder) {
+  return hostOrder ? loadHost<unsigned short>(raw + 5) : tlvLen(raw);
+}
 
 }  // namespace
 
 OldStyleProperty::OldStyleProperty(trel_tlv* record, bool hostOrder)
-    : TrelProperty(0, "temp", IFC_CARD_VAR_READ_WRITE, false), m_value_pointer(nullptr), m_length(0), m_type(0) {
-  const char* raw = reinterpret_cast<const char*>(record);
-  id = hostOrder ? loadHost<unsigned int>(raw) : tlvOid(raw);
-  const unsigned short len = hostOrder ? loadHost<unsigned short>(raw + 5) : tlvLen(raw);
-  m_type = tlvType(raw);
-
+    : TrelProperty(oidOf(bytesOf(record), hostOrder), "temp", IFC_CARD_VAR_READ_WRITE, false),
+      m_value_pointer(nullptr),
+      m_length(lengthOf(bytesOf(record), hostOrder)),
+      m_type(tlvType(bytesOf(record))) {
   ++counter;
   name = "OldStyleProperty_" + std::to_string(counter);
   row = TrelObjectId(id).row;
 
-  m_length = len;
   if (m_length == 0) return;
   m_value_pointer = allocateBuffer(m_length);
   if (m_value_pointer == nullptr) {
     TREL_ERROR("[ERROR] %s:%d (%s) - malloc failed!", TREL_HERE);
     return;
   }
-  std::memcpy(m_value_pointer, tlvValue(raw), m_length);
+  std::memcpy(m_value_pointer, tlvValue(bytesOf(record)), m_length);
   // An address and a time stay in wire order here, although `deserialize` and `serialize` convert them.
   const bool converted = !hostOrder && m_type != TREL_TYPE_IPV4ADDRESS && m_type != TREL_TYPE_UNIX_TIME;
   if (converted) wireToHost(m_value_pointer, numberWidth(m_type));
@@ -696,7 +696,7 @@ int OldStyleProperty::serialize(char* buf, int size) {
       return 0;
     }
     // The number's big-endian form, cut to the length that the peer gave; beyond its width what is stored.
-    char number[WIDEST_NUMBER];
+    char number[sizeof(unsigned long long)];
     std::memcpy(number, m_value_pointer, sizeof number);
     const unsigned int width = numberWidth(static_cast<unsigned int>(getType()));
     hostToWire(number, width);
@@ -811,9 +811,8 @@ void OldStyleProperty::get(std::string* out) {
 void OldStyleProperty::get(unsigned char* out, unsigned int* len) {
   const bool accepted = m_type == TREL_TYPE_BYTE_ARRAY || m_type == TREL_TYPE_MAC_ADDRESS;
   if (!mayGet(accepted, __LINE__) || !isPointerValid() || out == nullptr || len == nullptr) return;
-  const unsigned int held = std::min(*len, m_length);
-  std::memcpy(out, m_value_pointer, held);
-  std::memset(out + held, 0, *len - held);  // the caller's count, whatever is held
+  std::memset(out, 0, *len);  // the caller's count, whatever is held
+  std::memcpy(out, m_value_pointer, std::min(*len, m_length));
 }
 
 void OldStyleProperty::set(unsigned long long value) {

@@ -365,7 +365,7 @@ namespace {
 
 }  // namespace
 
-void trelList::grow(std::vector<TrelProperty*>& list) { list.reserve(list.size() < 8 ? 16 : 2 * list.size()); }
+void trelList::grow(std::vector<TrelProperty*>& list) { list.reserve(list.empty() ? 16 : 2 * list.size()); }
 
 TRELMessage::TRELMessage(std::string senderAddress) : TRELMessage(std::move(senderAddress), TREL_KIND_REQUEST, 0) {}
 
@@ -458,15 +458,13 @@ bool TRELMessage::serialize(char* buf, int len) const {
   int left = len - headerLen;
   for (TrelProperty* property : properties) {
     const int written = property->serialize(at, left);
-    if (written <= 0 || written != property->length() + TLV_HEAD_LEN) {
-      if (written == -1) {
-        TREL_ERROR("[ERROR] %s:%d (%s) - buffer got to small!", TREL_HERE);
-        return false;
-      }
-      if (written != property->length() + TLV_HEAD_LEN) {
-        TREL_ERROR("[ERROR] %s:%d (%s) - serialize return wrong length!", TREL_HERE);
-        return false;
-      }
+    if (written == -1) {
+      TREL_ERROR("[ERROR] %s:%d (%s) - buffer got to small!", TREL_HERE);
+      return false;
+    }
+    if (written != property->length() + TLV_HEAD_LEN) {
+      TREL_ERROR("[ERROR] %s:%d (%s) - serialize return wrong length!", TREL_HERE);
+      return false;
     }
     at += static_cast<unsigned int>(written);
     left -= written;
