@@ -134,7 +134,7 @@ TEST(Cost, WithoutMemoryForItsPlacesAPropertyIsFoundAllTheSame) {
   for (std::size_t after = 0; happened; ++after) {
     SCOPED_TRACE(after);
     TrelTable table("table", 3, false, 4);
-    auto property = std::make_unique<TypeProperty<int>>(7, "value", IFC_CARD_VAR_READ_WRITE, 5);
+    auto property = std::make_unique<TypeProperty<int>>(0, "value", IFC_CARD_VAR_READ_WRITE, 5);
     bool added = false;
     {
       NewFailure failure(after);
@@ -144,9 +144,9 @@ TEST(Cost, WithoutMemoryForItsPlacesAPropertyIsFoundAllTheSame) {
       }
       happened = failure.happened();
     }
-    EXPECT_EQ(table.getProp(7, 2), added ? property.get() : nullptr);
+    EXPECT_EQ(table.getProp(0, 2), added ? property.get() : nullptr);
     if (added) static_cast<void>(property.release());
-    EXPECT_EQ(table.getProp(7, 1), nullptr);
+    EXPECT_EQ(table.getProp(0, 1), nullptr);
     EXPECT_EQ(table.getProperties().size(), added ? 1U : 0U);
   }
 }

@@ -45,11 +45,12 @@ struct Holder {
   Property* property;
 };
 
-// What the property writes, and what that takes.
+// What it takes to write the property into a buffer of exactly its size.
 template <typename Property>
 std::size_t costOfSerializing(Property& property) {
   char buffer[64];
-  return instructionsOf([&] { property.serialize(buffer, sizeof buffer); });
+  const int size = property.length() + TREL_TLV_HEAD_LEN;
+  return instructionsOf([&] { property.serialize(buffer, size); });
 }
 
 // What it takes to read back what it writes.

@@ -1,6 +1,7 @@
 // The record itself: its packed layout, its beginning and end, its copies.
 
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include <cstddef>
 #include <type_traits>
@@ -203,4 +204,23 @@ TEST(TlvAssignment, ReturnsTheRecord) {
   original.setValue(true);
   TRELTlv assigned;
   EXPECT_EQ(&(assigned = original), &assigned);
+}
+
+TEST(TlvMemory, AValueThatAnotherReplacesIsGivenBack) {
+  constexpr std::size_t LENGTH = 60000;
+  const auto bytesInUse = [] { return mallinfo2().uordblks + mallinfo2().hblkhd; };
+  TRELTlv original;
+  original.setValue(std::string(LENGTH, 'x'));
+  TRELTlv replaced;
+  const std::size_t before = bytesInUse();
+  for (int i = 0; i < 100; ++i)
+    replaced = original;
+  EXPECT_LT(bytesInUse(), before + 10 * LENGTH);
+  for (int i = 0; i < 100; ++i)
+    replaced.setValue(std::string(LENGTH, 'y'));
+  EXPECT_LT(bytesInUse(), before + 10 * LENGTH);
+  const std::string record = "10800005 09 EA60"_hex + std::string(LENGTH, 'z');
+  for (int i = 0; i < 100; ++i)
+    EXPECT_EQ(replaced.deserialize(record.data()), 7 + static_cast<int>(LENGTH));
+  EXPECT_LT(bytesInUse(), before + 10 * LENGTH);
 }

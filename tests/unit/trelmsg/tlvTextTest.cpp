@@ -3,6 +3,7 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <locale>
 #include <string>
 #include <vector>
 
@@ -116,3 +117,21 @@ TEST(TlvText, RenderingDoesNotChangeTheTlv) {
 }
 
 }  // namespace
+
+TEST(TlvText, IsTheSameInEveryLocale) {
+  struct Grouping : std::numpunct<char> {
+    char do_thousands_sep() const override { return '\''; }
+    std::string do_grouping() const override { return "\3"; }
+  };
+  TRELTlv tlv;
+  tlv.id = 0x10800005;
+  tlv.setValue(std::string(1234, 'x'));
+  const std::string expected = "id=0x10800005 type=string len=1234 val=";
+  const std::string plain = tlv.toString().substr(0, expected.size());
+  const std::locale former = std::locale::global(std::locale(std::locale::classic(), new Grouping));
+  const std::string grouped = tlv.toString().substr(0, expected.size());
+  std::locale::global(former);
+  EXPECT_EQ(grouped, plain);
+  EXPECT_NE(plain.find("10800005"), std::string::npos);
+  EXPECT_NE(plain.find("1234"), std::string::npos);
+}
