@@ -475,9 +475,9 @@ int TrelProtocolBase::refuse(TRELResponse& response, int result, int position) {
 
 int TrelProtocolBase::answerRequest(Exchange& exchange, TRELResponse& response, int level) {
   static constexpr char FUNCTION[] = "handleRequest";
-  TRELRequest& request = exchange.request;
   int sent = 0;
   {
+    TRELRequest& request = exchange.request;
     const OldStyleLife life(exchange.oldStyle);
     request.properties.clear();
     // A duplicate or a gap is executed all the same; only the answer says so. So is a sender that cannot be followed.
