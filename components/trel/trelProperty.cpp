@@ -39,10 +39,9 @@ constexpr char TEMPLATE_FILE[] = "components/trel/trelProperty.h";
 
 bool fits(int size, int len) { return len >= 0 && size >= TLV_HEAD_LEN && size - TLV_HEAD_LEN >= len; }
 
-int refuseSize(const TrelProperty& property, const trelTrace::Site& site) {
+void refuseSize(const TrelProperty& property, const trelTrace::Site& site) {
   TREL_ERROR("[ERROR] %s:%d (%s) - [%s] serializing buffer has not enough space left", TREL_AT(site),
              property.name.c_str());
-  return -1;
 }
 
 // Writes the head of a property's TLV and returns where its `len` value bytes go. Null, with the ERROR line and nothing

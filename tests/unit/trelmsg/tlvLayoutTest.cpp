@@ -206,7 +206,7 @@ TEST(TlvAssignment, ReturnsTheRecord) {
   EXPECT_EQ(&(assigned = original), &assigned);
 }
 
-TEST(TlvMemory, AValueThatAnotherReplacesIsGivenBack) {
+TEST(TlvMemory, AValueThatAnotherReplacesOrThatEndsIsGivenBack) {
   constexpr std::size_t LENGTH = 60000;
   const auto bytesInUse = [] { return mallinfo2().uordblks + mallinfo2().hblkhd; };
   TRELTlv original;
@@ -222,5 +222,8 @@ TEST(TlvMemory, AValueThatAnotherReplacesIsGivenBack) {
   const std::string record = "10800005 09 EA60"_hex + std::string(LENGTH, 'z');
   for (int i = 0; i < 100; ++i)
     EXPECT_EQ(replaced.deserialize(record.data()), 7 + static_cast<int>(LENGTH));
+  EXPECT_LT(bytesInUse(), before + 10 * LENGTH);
+  for (int i = 0; i < 100; ++i)
+    EXPECT_EQ(TRELTlv(original).len, LENGTH);
   EXPECT_LT(bytesInUse(), before + 10 * LENGTH);
 }
