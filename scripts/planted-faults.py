@@ -230,7 +230,7 @@ def main():
         for name in names:
             if name not in [tool.name for tool in used]:
                 fail(f"there is no tool '{name}'; there are: {' '.join(tool.name for tool in used)}")
-        used = [tool for tool in used if tool.name in names]
+        used = sorted((tool for tool in used if tool.name in names), key=lambda tool: names.index(tool.name))
 
     copy_tree()
     log = WORK / "log.txt"
