@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <functional>
 
-// False where no process may be stepped through, as under an emulator.
+// False where no process may be stepped through, as under an emulator, and in sanitized builds, whose counts tell nothing.
 bool canCountInstructions();
 
 // Does `work` in a process of its own, once unwatched and then step by step; how many instructions the second time took,
