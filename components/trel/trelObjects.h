@@ -36,8 +36,8 @@ class TREL_API TrelObject {
   bool common;            // OID bit 28
   unsigned int rowCount;  // fixed at construction
   // One map for each row, from property id to property, both owned. Filled by addProp: a null put in by hand is not
-  // expected. What is put in or taken out by hand is noticed by the number in its row, so one property must not be
-  // exchanged for another.
+  // expected. What is put in or taken out by hand is noticed by the number in its row, so a property must not be taken
+  // out where another was put in, however much later: the number would be right again, and the property found.
   std::vector<std::map<unsigned int, TrelProperty*>*> rows;
 
   TrelObject(std::string name, ifcCard::IfcCardObjectType objectType, unsigned int id, bool common,

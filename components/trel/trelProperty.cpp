@@ -214,45 +214,38 @@ int TrelProperty::refuseValue(const char* tlv) const {
 
 // ----- numbers -------------------------------------------------------------------------------------------------------
 
-namespace {
-
-bool isNumberCode(int type) {
-  return (type >= TREL_TYPE_UINT64 && type <= TREL_TYPE_BOOLEAN) || type == TREL_TYPE_IPV4ADDRESS;
-}
-
-}  // namespace
-
-[[gnu::noinline]] bool TrelProperty::isNumber(int line, const char* function) {
-  if (isNumberCode(getType())) return true;
-  TREL_ERROR("[ERROR] %s:%d (%s) - [%s] type deserializing is not handled ok!", TEMPLATE_FILE, line, function,
-             name.c_str());
-  return false;
-}
-
-[[gnu::noinline]] unsigned long long TrelProperty::decodeNumber(const char* value, unsigned long long otherwise,
-                                                                int line, const char* function) {
+[[gnu::noinline]] bool TrelProperty::decodeNumber(const char* value, unsigned long long& decoded, int line,
+                                                  const char* function) {
   const auto signExtended = [](long long number) { return static_cast<unsigned long long>(number); };
   switch (getType()) {
     case TREL_TYPE_UINT64:
     case TREL_TYPE_INT64:
-      return loadU64(value);
+      decoded = loadU64(value);
+      return true;
     case TREL_TYPE_UINT32:
     case TREL_TYPE_IPV4ADDRESS:
-      return loadU32(value);
+      decoded = loadU32(value);
+      return true;
     case TREL_TYPE_INT32:
-      return signExtended(static_cast<int>(loadU32(value)));
+      decoded = signExtended(static_cast<int>(loadU32(value)));
+      return true;
     case TREL_TYPE_UINT16:
-      return loadU16(value);
+      decoded = loadU16(value);
+      return true;
     case TREL_TYPE_INT16:
-      return signExtended(static_cast<short>(loadU16(value)));
+      decoded = signExtended(static_cast<short>(loadU16(value)));
+      return true;
     case TREL_TYPE_UINT8:
     case TREL_TYPE_BOOLEAN:
-      return byteAt(value, 0);
+      decoded = byteAt(value, 0);
+      return true;
     case TREL_TYPE_INT8:
-      return signExtended(static_cast<signed char>(value[0]));
+      decoded = signExtended(static_cast<signed char>(value[0]));
+      return true;
     default:
-      isNumber(line, function);  // which says that it is none
-      return otherwise;
+      TREL_ERROR("[ERROR] %s:%d (%s) - [%s] type deserializing is not handled ok!", TEMPLATE_FILE, line, function,
+                 name.c_str());
+      return false;
   }
 }
 
@@ -280,8 +273,9 @@ template <typename Stored>
 
 template <typename Stored>
 [[gnu::noinline]] int TrelProperty::deserializeAsked(const char* tlv, Stored& value) {
-  const auto otherwise = static_cast<std::make_unsigned_t<Stored>>(value);
-  value = static_cast<Stored>(decodeNumber(tlvValue(tlv), otherwise, trelDetail::DESERIALIZE_LINE, "deserialize"));
+  unsigned long long decoded = 0;
+  if (decodeNumber(tlvValue(tlv), decoded, trelDetail::DESERIALIZE_LINE, "deserialize"))
+    value = static_cast<Stored>(decoded);
   return lengthWithHead(tlv);
 }
 

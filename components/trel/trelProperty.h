@@ -116,10 +116,9 @@ class TREL_API TrelProperty {
  protected:
   friend class TRELMessage;
   // For the templates below, compiled once for all numbers; `line` and `function` are the caller's, for the log.
-  // Whether getType() is the code of a number, with an ERROR line when it is not; and the number at the width of that
-  // code, `otherwise` and the same line when there is none.
-  bool isNumber(int line, const char* function);
-  unsigned long long decodeNumber(const char* value, unsigned long long otherwise, int line, const char* function);
+  // The number at the width of the code that getType() answers; false, with an ERROR line and nothing in `decoded`, when
+  // that is no number's.
+  bool decodeNumber(const char* value, unsigned long long& decoded, int line, const char* function);
   // Compiled for the stored types of the nine numbers. An object that is not of a subclass is written and read without
   // asking anybody, unless its OID must be asked for or `size` is too small: false, and nothing is written.
   template <typename Stored>
@@ -241,6 +240,10 @@ class TREL_API TypeProperty : public TrelProperty {
   // Stores v, without asking the check. A changed value of an eventable property raises the event.
   void set(T v) override;
   std::string str() const override;
+
+ private:
+  // Apart from validValue, which most often has nothing to ask.
+  bool passesCheck(const char* received);
 };
 
 // Accepts min to max, both included. With min above max nothing is accepted.
@@ -584,10 +587,14 @@ int TypeProperty<T>::getType() {
 
 template <typename T>
 bool TypeProperty<T>::validValue(const char* received, int) {
-  if (valueCheck == nullptr) return true;
-  if (!isNumber(__LINE__, __func__)) return false;
+  return valueCheck == nullptr || passesCheck(received);
+}
+
+template <typename T>
+[[gnu::noinline]] bool TypeProperty<T>::passesCheck(const char* received) {
+  unsigned long long decoded = 0;
+  if (!decodeNumber(received, decoded, __LINE__, "validValue")) return false;
   traceValueCheck(__LINE__);
-  const unsigned long long decoded = decodeNumber(received, 0, __LINE__, __func__);
   return valueCheck->checkValue(static_cast<T>(static_cast<Stored>(decoded)));
 }
 

@@ -386,8 +386,9 @@ namespace {
 inline int refreshValue(TrelObject& object, TrelProperty& property) {
   const bool succeeded = object.update(&property, property.row);
   const int level = trelTrace::level();
-  if (trelTrace::above(trelTrace::DEBUG2_THRESHOLD, level)) traceUpdate(property, succeeded);
-  return level;
+  if (!trelTrace::above(trelTrace::DEBUG2_THRESHOLD, level)) return level;
+  traceUpdate(property, succeeded);
+  return trelTrace::level();  // its text may have been an application's own
 }
 
 }  // namespace

@@ -142,7 +142,8 @@ class TREL_API TrelProtocolBase {
   // ----- what the application calls -----
 
   // Adds an object to those that answer OIDs. Not owned, not null; of two objects that know an OID the first registered
-  // wins.
+  // wins. It must be whole before the next datagram is handled: what a class overrides of one that registers itself in its
+  // constructor would not be known for a datagram that this constructor handles, and for those after it.
   void registerObject(TrelObject* object);
 
   // The entry point for one received datagram, dispatched by its action to handleRequest, handleResponse or handleAmi.

@@ -466,7 +466,7 @@ bool TRELMessage::serialize(char* buf, int len) const {
       TREL_ERROR("[ERROR] %s:%d (%s) - serialize return wrong length!", TREL_HERE);
       return false;
     }
-    at += static_cast<unsigned int>(written);
+    at += written;
     left -= written;
   }
   return serializeSpecific(buf, len) != 0;
