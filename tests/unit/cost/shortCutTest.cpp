@@ -25,7 +25,7 @@ template <typename T>
 class NumberShortCut : public ShortCut {};
 using Numbers = testing::Types<unsigned long long, unsigned int, unsigned short, unsigned char, long long, int, short,
                                signed char, bool>;
-TYPED_TEST_SUITE(NumberShortCut, Numbers);
+TYPED_TEST_SUITE(NumberShortCut, Numbers, );  // named by their position
 
 // An application's own kind of a property: it might have overridden what is asked, so it is asked.
 template <typename Base>

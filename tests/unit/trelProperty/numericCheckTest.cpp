@@ -234,6 +234,30 @@ TEST(NumericCheck, LineBeforeTheCheckComesBeforeTheChecksOwn) {
 
 // ----- RangeCheckValue -------------------------------------------------------------------------------------------------
 
+// The number is decoded before the line, whose text may be an application's own; its code is asked once.
+TEST(NumericCheck, TheValueIsDecodedBeforeTheLineIsWritten) {
+  struct Changing : TypeProperty<unsigned int> {
+    explicit Changing(TypeValueCheck* check)
+        : TypeProperty<unsigned int>(1, "changing", IFC_CARD_VAR_READ_WRITE, 0U, check) {}
+    int getType() override {
+      ++asked;
+      return code;
+    }
+    std::string str() const override {
+      code = TREL_TYPE_UINT8;
+      return "text\n";
+    }
+    mutable int code = TREL_TYPE_UINT32;
+    int asked = 0;
+  };
+  ProbeCheck<unsigned int>::Record record;
+  Changing property(new ProbeCheck<unsigned int>(record));
+  const LogCapture log;
+  EXPECT_TRUE(property.validValue("00000107"_hex.data(), 4));
+  EXPECT_EQ(record.asked, std::vector<unsigned int>{263});
+  EXPECT_EQ(property.asked, 1);
+}
+
 TEST(RangeCheck, OneToTenAcceptsOneAndTenAndRefusesZeroAndEleven) {
   RangeCheckValue<int> check(1, 10);
   EXPECT_TRUE(check.checkValue(1));

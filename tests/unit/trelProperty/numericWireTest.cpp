@@ -416,3 +416,17 @@ TEST(NumericWire, LinesOfTheTemplateComeFromTheHeader) {
 }
 
 }  // namespace
+
+TEST(NumericWire, ACodeThatIsNoNumbersLeavesTheValueAsItIsWhenTheCodeHasBeenAsked) {
+  struct Setting : TypeProperty<unsigned int> {
+    using TypeProperty<unsigned int>::TypeProperty;
+    int getType() override {
+      set(77U);
+      return TREL_TYPE_STRING;
+    }
+  };
+  Setting property(1, "setting", IFC_CARD_VAR_READ_WRITE, 1U);
+  const LogCapture log;
+  EXPECT_EQ(property.deserialize("00000001 01 0004 00000007"_hex.data()), 11);
+  EXPECT_EQ(property.value, 77U);
+}

@@ -227,6 +227,22 @@ TEST(RequestLog, ALevelThatAPropertyChangesCountsFromTheNextLineOn) {
                    HANDLE + "request handled: success"}));
 }
 
+TEST(RequestLog, ALevelThatATextChangesCountsFromTheNextLineOn) {
+  struct Opening : Number {
+    explicit Opening(LogCapture& openedLog) : Number(20, "opening", IFC_CARD_VAR_READ_WRITE, 1U), log(openedLog) {}
+    std::string str() const override {
+      log.setLevel(9);
+      return "text";
+    }
+    LogCapture& log;
+  };
+  Card card;
+  LogCapture log(8);
+  card.scalar.addProp(new Opening(log), 0);
+  card.engine.receive("4F544E31 01 01 0007 | 10800014 01 0000 | 10800006 03 0000"_hex);
+  EXPECT_EQ(log.count("Property 6 for row 0 found"), 1U);
+}
+
 TEST(RequestLog, NoTextIsBuiltForALineThatIsNotWritten) {
   Card card;
   auto* const property = new CountingText(20, "counting", IFC_CARD_VAR_READ_WRITE, 1U);

@@ -234,6 +234,22 @@ TEST(MessageSerialize, FailsAtTheFirstPropertyThatFails) {
   EXPECT_EQ(log.brief(), Lines{"3 [ERROR] trelmsg (serialize) - serialize return wrong length!"});
 }
 
+// An application's fault, and no reason to leave the buffer.
+TEST(MessageSerialize, APropertyThatTakesBytesBackIsFollowed) {
+  FakeProperty back("10800005 03 0001 2A"_hex);
+  back.announcedLength = -9;
+  back.serializeResult = -2;
+  FakeProperty next("10800006 03 0001 2B"_hex);
+  TRELResponse message("");
+  message.action = TREL_ACTION_READ_RESPONSE;
+  message.addProperty(&back);
+  message.addProperty(&next);
+  ExactBlock block(24);
+  EXPECT_TRUE(message.serialize(block.data(), block.length()));
+  EXPECT_EQ(next.serializedTo.at(0).start, block.data() + 11 - 2);
+  EXPECT_EQ(next.serializedTo.at(0).size, 24 - 11 + 2);
+}
+
 TEST(MessageSerialize, LinesAppearAboveLevelTwoWithTheirFormats) {
   FakeProperty refusing("10800005 03 0001 2A"_hex);
   refusing.serializeResult = -1;
