@@ -61,7 +61,11 @@ def machine():
 
 
 def commit():
-    """The commit that is counted; a plus when the tree differs from it."""
-    name = run(["git", "-C", ROOT, "rev-parse", "--short", "HEAD"], "git").strip()
-    changed = run(["git", "-C", ROOT, "status", "--porcelain", "--untracked-files=no"], "git").strip()
-    return name + ("+" if changed else "")
+    """The commit that is counted, with a plus when the tree differs from it; "no commit" for a tree without one."""
+    def git(*words):
+        return subprocess.run(["git", "-C", ROOT, *words], capture_output=True, text=True, check=True).stdout.strip()
+
+    try:
+        return git("rev-parse", "--short", "HEAD") + ("+" if git("status", "--porcelain", "--untracked-files=no") else "")
+    except (OSError, subprocess.CalledProcessError):
+        return "no commit"
