@@ -95,6 +95,24 @@ TEST(RequestNested, ADatagramInsideAnyHookOfAReadIsAnsweredAndTheOuterOneAsEver)
   }
 }
 
+TEST(RequestNested, ARequestThatAHookHandsPastTheDoorIsAnsweredAndTheOuterOneAsEver) {
+  for (const Hook hook : {UPDATE, CHECK, HANDLE}) {
+    SCOPED_TRACE(HOOK_NAMES[hook]);
+    const std::string inner = "4F544E31 01 01 0100 | 10800008 01 0000 | 02000002 03 0001 BB"_hex;
+    TRELResponse response(SENDER);
+    response.action = TREL_ACTION_READ_RESPONSE;
+    response.msgId = 0x0100;
+    std::unique_ptr<NestingCard> card;
+    card = std::make_unique<NestingCard>(hook, 1, [&] {
+      EXPECT_EQ(card->engine.handleRequest(static_cast<int>(inner.size()), inner.data(), response), 1);
+    });
+    EXPECT_EQ(card->engine.receive(OUTER_READ, SENDER), 1);
+    EXPECT_EQ(card->engine.sent(),
+              (Datagrams{"4F544E31 01 03 0100 11 0000 | 10800008 01 0004 00001267 | 02000002 03 0001 BB",
+                         OUTER_READ_ANSWER}));
+  }
+}
+
 TEST(RequestNested, ADatagramInsideAnyHookOfAWriteIsAnsweredAndTheOuterOneAsEver) {
   for (const Nested& nested : nestedDatagrams()) {
     expectBoth(UPDATE, 1, OUTER_WRITE, OUTER_WRITE_ANSWER, nested);
