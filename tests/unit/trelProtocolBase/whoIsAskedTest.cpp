@@ -134,6 +134,74 @@ TEST(WhoIsAsked, ATableAnswersUnderTheIdThatItHasNow) {
   EXPECT_EQ(asker.value("42404001"), "00000008");
 }
 
+// A value that is received goes to the object that has the OID now.
+TEST(WhoIsAsked, AReceivedValueGoesToTheObjectThatHasItsOidNow) {
+  Group group(1, 7);
+  TrelTable table("table", 3, false, 2);
+  auto* const cell = new Number(1, "number", IFC_CARD_VAR_READ_WRITE, 7U);
+  table.addProp(cell, 1);
+  auto* const variable = static_cast<Number*>(group.getProp(5, 0));
+  Asker asker;
+  asker.engine.registerObject(&group);
+  asker.engine.registerObject(&table);
+  unsigned char sent = 0;
+  const auto reaches = [&](const Number& property, const std::string& oid) {
+    ++sent;
+    const std::string ami = "4F544E31 01 05 0001 | 00000000 00000000 | " + oid + " 01 0004 000000";
+    asker.engine.receive(operator""_hex(ami.data(), ami.size()) + static_cast<char>(sent));
+    return property.value == sent;
+  };
+  EXPECT_TRUE(reaches(*variable, "00800005"));
+  EXPECT_TRUE(reaches(*cell, "40C04001"));
+  EXPECT_FALSE(reaches(*variable, "80800005"));  // of no kind
+  EXPECT_FALSE(reaches(*variable, "02000005"));  // of no object
+  EXPECT_FALSE(reaches(*cell, "42404001"));
+  group.id = 2;
+  table.id = 5;
+  EXPECT_TRUE(reaches(*variable, "01000005"));
+  EXPECT_TRUE(reaches(*cell, "41404001"));
+  EXPECT_FALSE(reaches(*variable, "00800005"));
+  EXPECT_FALSE(reaches(*cell, "40C04001"));
+  group.id = 1;
+  table.id = 3;
+  group.common = true;
+  table.common = true;
+  EXPECT_TRUE(reaches(*variable, "10800005"));
+  EXPECT_TRUE(reaches(*cell, "50C04001"));
+  EXPECT_FALSE(reaches(*variable, "00800005"));
+  EXPECT_FALSE(reaches(*cell, "40C04001"));
+  group.common = false;
+  table.common = false;
+  group.objectType = ifcCard::TABLE;
+  table.objectType = ifcCard::SCALAR;
+  EXPECT_FALSE(reaches(*variable, "00800005"));
+  EXPECT_FALSE(reaches(*cell, "40C04001"));
+}
+
+TEST(WhoIsAsked, ObjectsThatNoOidCanNameStandInNobodysWay) {
+  Group scalar32(32, 1);
+  Group unnamed(4, 1, true);  // a common group that no OID may name
+  TrelTable table64("table", 64, false, 2);
+  Group noScalar(1, 1);
+  noScalar.objectType = ifcCard::TABLE;
+  TrelTable noTable("table", 3, false, 2);
+  noTable.objectType = ifcCard::SCALAR;
+  Group first(0, 7, true);
+  Group second(1, 8);
+  TrelTable commonTable("table", 0, true, 2);
+  commonTable.addProp(new Number(1, "number", IFC_CARD_VAR_READ_WRITE, 9U), 1);
+  TrelTable table("table", 3, false, 2);
+  table.addProp(new Number(1, "number", IFC_CARD_VAR_READ_WRITE, 10U), 1);
+  Asker asker;
+  for (TrelObject* object : std::vector<TrelObject*>{&scalar32, &unnamed, &table64, &noScalar, &noTable, &first,
+                                                     &second, &commonTable, &table})
+    asker.engine.registerObject(object);
+  EXPECT_EQ(asker.value("10000005"), "00000007");
+  EXPECT_EQ(asker.value("00800005"), "00000008");
+  EXPECT_EQ(asker.value("50004001"), "00000009");
+  EXPECT_EQ(asker.value("40C04001"), "0000000A");
+}
+
 TEST(WhoIsAsked, AnObjectThatAHookRegistersAnswersInTheSameRequest) {
   struct Registers : Group {
     using Group::Group;
