@@ -106,8 +106,8 @@ bool TrelObject::addProp(TrelProperty* property, unsigned int row) {
   }
   properties[property->id] = property;  // before the property is told: an allocator that throws changes neither
   cells->add(rows, property, row);
-  TREL_DEBUG3("[DEBUG3] %s:%d (%s) - [%s] Property %d added for row %d", TREL_HERE, name.c_str(), property->id, row);
   property->row = row;
+  TREL_DEBUG3("[DEBUG3] %s:%d (%s) - [%s] Property %d added for row %d", TREL_HERE, name.c_str(), property->id, row);
   property->object = this;
   return true;
 }

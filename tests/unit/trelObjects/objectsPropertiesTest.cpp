@@ -137,6 +137,22 @@ TEST(ObjectProperties, AddingLeavesADebugLine) {
   EXPECT_EQ(log.lines()[0].file, "components/trel/trelObjects.cpp");
 }
 
+TEST(ObjectProperties, WhileTheLineOfAnAddedPropertyIsWrittenItHasItsRowAndNoObjectYet) {
+  TrelTable table("ports", 3, false, 8);
+  auto* const property = new TypeProperty<unsigned int>(2, "limit", IFC_CARD_VAR_READ_WRITE, 0U);
+  LogCapture log;
+  int lines = 0;
+  log.whileWriting = [&](const LogLine&) {
+    ++lines;
+    EXPECT_EQ(property->row, 5U);
+    EXPECT_EQ(property->object, nullptr);
+    EXPECT_EQ(table.rows[5]->count(2), 1U);
+  };
+  EXPECT_TRUE(table.addProp(property, 5));
+  EXPECT_EQ(lines, 1);
+  EXPECT_EQ(property->object, &table);
+}
+
 TEST(ObjectProperties, LineOfAddingIsWrittenAboveLevelEightOnly) {
   TrelTable table("ports", 3, false, 6);
   LogCapture log(8);
