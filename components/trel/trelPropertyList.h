@@ -9,7 +9,9 @@ class TrelProperty;
 namespace trelList {
 
 // Room for one more, and for as many again.
-void grow(std::vector<TrelProperty*>& list);
+[[gnu::noinline]] inline void grow(std::vector<TrelProperty*>& list) {
+  list.reserve(list.empty() ? 16 : 2 * list.size());
+}
 
 // Appends. The vector's own operation would take the address of the pointer for the case that the list must grow, which
 // costs the walks a guarded stack frame.

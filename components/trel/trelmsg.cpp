@@ -365,8 +365,6 @@ namespace {
 
 }  // namespace
 
-void trelList::grow(std::vector<TrelProperty*>& list) { list.reserve(list.empty() ? 16 : 2 * list.size()); }
-
 TRELMessage::TRELMessage(std::string senderAddress) : TRELMessage(std::move(senderAddress), TREL_KIND_REQUEST, 0) {}
 
 TRELMessage::TRELMessage(std::string senderAddress, TrelMsgKind kind, int lengthOfHeader)
