@@ -2,9 +2,9 @@
 #ifndef TESTS_ALLOCATION_EACHINAPROCESS_H
 #define TESTS_ALLOCATION_EACHINAPROCESS_H
 
-// Forks for each TEST, before any of them has run, so that process-wide state is fresh in each. Shows
-// one line for each and the output of those that fail. A TEST that takes more than ten minutes has failed. Returns the
-// program's exit code.
+// Forks for each TEST, before any of them has run, so that process-wide state is fresh in each. Shows one line for each, says
+// which were skipped, and gives the output of those that fail, to which a sanitizer's finding at the end of the process counts.
+// A TEST that takes more than ten minutes has failed. Returns the program's exit code.
 int eachInAProcess();
 
 #endif
