@@ -32,10 +32,16 @@ trel_test_defaults(trelTestHeaders)
 target_precompile_headers(trelTestHeaders PRIVATE
   <gtest/gtest.h> <memory> <string> <string_view> <vector> "${trel_SOURCE_DIR}/components/trel/trelProtocolBase.h")
 
+# Programs that an emulator runs, or none that is here. 32-bit x86 is cross-compiled too, and runs as it is.
+set(trel_foreign OFF)
+if(CMAKE_CROSSCOMPILING AND NOT TREL_RUNS_HERE)
+  set(trel_foreign ON)
+endif()
+
 # Seconds after which a test counts as hanging: a single one, or on an emulated machine, which is about ten times slower, all
 # of a program.
 set(trel_test_timeout 120)
-if(CMAKE_CROSSCOMPILING)
+if(trel_foreign)
   set(trel_test_timeout 1800)
 endif()
 
@@ -47,7 +53,7 @@ endif()
 # the test did not get, and that passes for a fall of the library.
 get_target_property(trel_type trel TYPE)
 set(trel_has_every_allocation OFF)
-if(trel_type STREQUAL "SHARED_LIBRARY" AND NOT CMAKE_CROSSCOMPILING AND
+if(trel_type STREQUAL "SHARED_LIBRARY" AND NOT trel_foreign AND
    (TREL_SANITIZE OR NOT CMAKE_BUILD_TYPE STREQUAL "Debug"))
   set(trel_has_every_allocation ON)
 endif()
@@ -84,7 +90,7 @@ function(trel_add_test name)
   trel_test_defaults(${name})
   target_link_libraries(${name} PRIVATE trelTestMain)
   target_precompile_headers(${name} REUSE_FROM trelTestHeaders)
-  if(CMAKE_CROSSCOMPILING)
+  if(trel_foreign)
     # To start a program under an emulator takes longer than most tests: it forks for each of them instead.
     add_test(NAME EachInAProcess.${name} COMMAND ${name} --each-in-a-process)
     set_tests_properties(EachInAProcess.${name} PROPERTIES TIMEOUT ${trel_test_timeout} COST 100)

@@ -3,6 +3,7 @@
 set(CMAKE_SYSTEM_NAME Linux)
 set(CMAKE_SYSTEM_PROCESSOR i686)
 set(CMAKE_CXX_COMPILER i686-linux-gnu-g++)
+set(TREL_RUNS_HERE ON)
 
 # Headers and libraries come from the machine that is built for, programs from the one that builds.
 set(CMAKE_FIND_ROOT_PATH /usr/i686-linux-gnu)
