@@ -14,8 +14,9 @@ A mutant is a change of one place, of one of these kinds:
 
 Most are switched at run time. What the compiler must know when it compiles (constexpr, case labels, enumerators, sizes of
 arrays, integers at namespace scope) is compiled once for each mutant. Left out, and counted: texts, floating point, what
-static_assert says, the bodies of macros, swaps of statements that do not touch each other. Left out for what they are:
-a `break` or `continue` at the very end, sizeof, attributes, and a change that another kind makes already.
+static_assert says, the bodies of macros. Left out for what they are: sizeof, attributes, and a change that another kind makes
+already. A change that can change nothing, as a swap of two statements that do not touch each other, is drawn like any other:
+it survives and counts.
 """
 
 import ctypes
@@ -34,7 +35,7 @@ INTEGERS = {TypeKind.BOOL, TypeKind.CHAR_U, TypeKind.CHAR_S, TypeKind.UCHAR, Typ
             TypeKind.UINT, TypeKind.INT, TypeKind.ULONG, TypeKind.LONG, TypeKind.ULONGLONG, TypeKind.LONGLONG, TypeKind.ENUM}
 FUNCTIONS = {K.FUNCTION_DECL, K.CXX_METHOD, K.CONSTRUCTOR, K.DESTRUCTOR, K.FUNCTION_TEMPLATE, K.CONVERSION_FUNCTION}
 LOOPS = {K.FOR_STMT, K.WHILE_STMT, K.DO_STMT, K.CXX_FOR_RANGE_STMT}
-# A removed `break` at the end of a switch, `continue` at the end of a loop: the text differs, the program does not.
+# What is a statement of its own and may change places with its neighbour.
 SELF_CONTAINED = LOOPS | {K.IF_STMT}
 
 
@@ -359,15 +360,13 @@ class Finder:
         return cursor.kind == K.CALL_EXPR and named is not None and named.kind not in (K.CONSTRUCTOR, K.CLASS_DECL)
 
     def statements_of(self, cursor, children):
-        """The children that stand as statements, each with whether it is the last of its list."""
+        """The children that stand as statements."""
         if cursor.kind == K.COMPOUND_STMT:
-            return [(child, child is children[-1]) for child in children]
+            return children
         if cursor.kind == K.IF_STMT:
-            return [(child, True) for child in children[1:]]
-        if cursor.kind in LOOPS and not self.of_macro(cursor) and children:
-            return [(children[-1], True)]
-        if cursor.kind in (K.CASE_STMT, K.DEFAULT_STMT) and children:
-            return [(children[-1], False)]
+            return children[1:]
+        if (cursor.kind in LOOPS and not self.of_macro(cursor)) or cursor.kind in (K.CASE_STMT, K.DEFAULT_STMT):
+            return children[-1:]
         return []
 
     def is_macro_statement(self, cursor):
@@ -379,18 +378,15 @@ class Finder:
         return end == self.span(chooser)[2] and not self.texts[file][:start].rstrip().endswith("else")
 
     def removals(self, cursor, parent, children, context):
-        for child, last in self.statements_of(cursor, children):
+        for child in self.statements_of(cursor, children):
             file, start, _ = self.span(child)
             end = self.statement_end(child)
             if file is None or end is None or self.of_macro(cursor):
                 continue
-            if self.is_macro_statement(child):
+            if self.is_macro_statement(child) or child.kind in (K.BREAK_STMT, K.CONTINUE_STMT):
                 pass
             elif self.of_macro(child):
                 continue
-            elif child.kind in (K.BREAK_STMT, K.CONTINUE_STMT):
-                if last and cursor.kind == K.COMPOUND_STMT:
-                    continue  # at the very end it changes nothing
             elif child.kind == K.RETURN_STMT:
                 # Only an early one, of an `if` without `else`: without the last one there would be no result at all.
                 branch, chooser = (cursor, parent) if cursor.kind == K.COMPOUND_STMT else (child, cursor)
@@ -408,71 +404,12 @@ class Finder:
             first_end, end = self.statement_end(first), self.statement_end(second)
             if file is None or first_end is None or end is None:
                 continue
-            if self.commute(first, second):
-                self.left_out.setdefault("swaps of two statements that do not touch each other", set()).add((file, start))
-                continue
             copy = one_line(self.texts[file][second_start:end])
             moved = copy + " " + one_line(self.texts[file][start:first_end])
             # A copy of the second in front of the first, and the second only while the mutant is off: so a statement may be
             # part of a swap with either neighbour.
             self.add("swap", (file, start, end), moved, context,
                      [(start, f"{{ if ({ON}) {{ {copy} }} }} ", start, ""), (second_start, f"{{ if (!{ON}) ", end, " }")])
-
-    def commute(self, first, second):
-        """Whether the order cannot matter: two assignments, or an assignment and a log line, to plain variables or members that
-        the other does not name, and nothing is called but what only reads."""
-        targets, words = [], []
-        for cursor in (first, second):
-            if not self.only_reads(cursor):
-                return False
-            target = None
-            if cursor.kind in (K.BINARY_OPERATOR, K.COMPOUND_ASSIGNMENT_OPERATOR):
-                match = re.match(r"(?:\w+(?:\.|->))*(\w+)\s*(?:[-+*/|&^]|<<|>>)?=(?!=)", self.text(cursor))
-                target = match and match[1]
-                if target is None:
-                    return False
-            elif not self.is_macro_statement(cursor):
-                return False
-            targets.append(target)
-            words.append(set(re.findall(r"\w+", without_comments(self.text(cursor)))))
-        return targets != [None, None] and targets[0] not in words[1] and targets[1] not in words[0]
-
-    def only_reads(self, cursor):
-        """No call but of functions of the standard library's classes and of free functions that take values and pointers to
-        constants; no assignment but the statement's own. Of a log line only the arguments are asked."""
-        if self.is_macro_statement(cursor):
-            file, start, end = self.span(cursor)
-            arguments = [c for c in cursor.walk_preorder() if self.span(c)[0] == file and start < self.span(c)[1] < end]
-            return all(self.node_only_reads(c) for c in arguments)
-        return all(self.node_only_reads(c) for c in list(cursor.walk_preorder())[1:])
-
-    @staticmethod
-    def node_only_reads(cursor):
-        if cursor.kind == K.COMPOUND_ASSIGNMENT_OPERATOR or cursor.kind in (
-                K.CXX_NEW_EXPR, K.CXX_DELETE_EXPR, K.LAMBDA_EXPR, K.CXX_THROW_EXPR):
-            return False
-        if cursor.kind == K.UNARY_OPERATOR:
-            return not any(token.spelling in ("++", "--") for token in cursor.get_tokens())
-        if cursor.kind != K.CALL_EXPR:
-            return True
-        called = cursor.referenced
-        if called is None:
-            return False
-        if called.kind == K.CXX_METHOD:
-            scope = called.semantic_parent
-            while scope is not None and scope.kind != K.TRANSLATION_UNIT and scope.semantic_parent is not None:
-                if scope.kind == K.NAMESPACE and scope.spelling == "std":
-                    return called.is_const_method()
-                scope = scope.semantic_parent
-            return False
-        if called.kind != K.FUNCTION_DECL or called.result_type.kind == TypeKind.VOID:
-            return False
-        for parameter in called.type.argument_types():
-            kind = parameter.get_canonical().kind
-            if kind in (TypeKind.POINTER, TypeKind.LVALUEREFERENCE) and not (
-                    parameter.get_canonical().get_pointee().is_const_qualified()):
-                return False
-        return True
 
     def may_move(self, cursor):
         if self.is_macro_statement(cursor):
