@@ -6,11 +6,15 @@ namespace sim {
 
 namespace {
 
+// The dice are thrown in one argument of a call at most: compilers differ in which argument they evaluate first.
+
 std::string anyTlv(const std::vector<Variable>& variables, Dice& dice) {
   if (dice.oneIn(4)) {
     const unsigned int oid = OLD_STYLE_BASE + dice.below(OLD_STYLE_COUNT + 1);
     if (isOldStyleText(oid)) return tlv(oid, TREL_TYPE_STRING, dice.bytes(dice.below(20)));
-    return tlv(oid, dice.oneIn(8) ? dice.below(16) : static_cast<unsigned int>(TREL_TYPE_UINT32), dice.bytes(4));
+    const std::string value = dice.bytes(4);
+    const unsigned int type = dice.oneIn(8) ? dice.below(16) : static_cast<unsigned int>(TREL_TYPE_UINT32);
+    return tlv(oid, type, value);
   }
   const Variable& variable = variables[dice.below(variables.size())];
   unsigned int oid = variable.oid;
@@ -23,7 +27,8 @@ std::string anyTlv(const std::vector<Variable>& variables, Dice& dice) {
 }
 
 std::string oldStyleRequest(const std::vector<Variable>& variables, Dice& dice) {
-  std::string bytes = header(1 + dice.below(2), dice.below(65536));
+  const unsigned int msgId = dice.below(65536);
+  std::string bytes = header(1 + dice.below(2), msgId);
   for (unsigned int tlvs = 1 + dice.below(4); tlvs > 0; --tlvs) {
     const unsigned int oid = OLD_STYLE_BASE + dice.below(OLD_STYLE_COUNT - 1);
     if (isOldStyleText(oid)) {
@@ -76,8 +81,12 @@ std::string hostileSender(Dice& dice) {
 
 std::string hostileDatagram(const std::vector<Variable>& variables, Dice& dice) {
   if (dice.oneIn(15)) return dice.bytes(dice.below(40));
-  if (dice.oneIn(15))
-    return big(MAGIC, 4) + big(dice.oneIn(4) ? 2 : 1, 1) + big(dice.below(8), 1) + dice.bytes(dice.below(60));
+  if (dice.oneIn(15)) {
+    const std::string rest = dice.bytes(dice.below(60));
+    const unsigned int action = dice.below(8);
+    const unsigned int version = dice.oneIn(4) ? 2 : 1;
+    return big(MAGIC, 4) + big(version, 1) + big(action, 1) + rest;
+  }
   if (dice.oneIn(6)) return oldStyleRequest(variables, dice);
   std::string bytes = nearlyGood(variables, dice);
   if (dice.oneIn(2)) spoil(bytes, dice);
