@@ -104,6 +104,8 @@ class Child {
                        (WTERMSIG(status) == SIGALRM ? ", it took too long" : "");
     } else if (outcome.broken.empty() && WEXITSTATUS(status) != 0) {
       outcome.broken = "the process ended with " + std::to_string(WEXITSTATUS(status));
+    } else if (!record_->finished) {
+      outcome.broken = "the process ended by itself, before the seed was over";
     }
     return outcome;
   }
