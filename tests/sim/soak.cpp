@@ -1,7 +1,6 @@
 // Ten million datagrams through one card and one manager, a fifth of them hostile: nothing grows, and every good one is
-// answered. Without a model and without a bad network; simulate has those.
+// answered. Without a model and without a bad network; simulate has those. Now and then two ends with sockets come and go.
 
-#include <dirent.h>
 #include <malloc.h>
 
 #include <algorithm>
@@ -18,6 +17,7 @@
 #include "sim/dice.h"
 #include "sim/hostile.h"
 #include "sim/model.h"
+#include "sim/sockets.h"
 #include "sim/wire.h"
 #include "support/exactBlock.h"
 #include "trel/trelProtocolBase.h"
@@ -33,7 +33,8 @@ constexpr const char* USAGE =
     "soak [datagrams]   at least 1000, without a number 10000000; exits with 1 when something grows or fails\n";
 constexpr const char* CARD_ADDRESS = "10.0.0.1";
 constexpr const char* MANAGER_ADDRESS = "10.0.0.11";
-constexpr unsigned short FIRST_ID = 65000;  // both ends wrap soon
+constexpr unsigned short FIRST_ID = 65000;          // both ends wrap soon
+constexpr unsigned int DATAGRAMS_PER_ROUND = 1000;  // of sockets
 
 // ----- the two ends ----------------------------------------------------------------------------------------------------
 
@@ -167,6 +168,7 @@ class Soak {
   // The largest of everything, so that lists have grown as far as they ever will.
   void warmUp() {
     readGood(0);  // the manager is the first sender, and keeps its context
+    sockets.round();
     std::string most;
     for (unsigned int i = 0; i < 9361; ++i)
       most += big(i % 2 == 0 ? card_.variables[0].oid : OLD_STYLE_BASE, 4) + big(i % 2 == 0 ? 0 : 1, 1) + big(0, 2);
@@ -181,6 +183,7 @@ class Soak {
   }
 
   void step() {
+    if (sockets.rounds() <= datagrams() / DATAGRAMS_PER_ROUND) sockets.round();
     const unsigned int what = dice_.below(100);
     if (what < 31) {
       attack();
@@ -229,11 +232,13 @@ class Soak {
         reads, writes, manager_.amis, hostile, datagrams(),
         100.0 * static_cast<double>(hostile) / static_cast<double>(datagrams()));
     std::printf("message ids wrapped %u times on the card, %u times on the manager\n", card_.wraps, manager_.wraps);
+    std::printf("%llu rounds of sockets, with %llu datagrams through them\n", sockets.rounds(), sockets.datagrams());
   }
 
   unsigned long long reads = 0;
   unsigned long long writes = 0;
   unsigned long long hostile = 0;
+  Sockets sockets;
 
  private:
   std::size_t any() { return dice_.below(card_.variables.size()); }
@@ -294,16 +299,6 @@ std::size_t tolerance() {
   return exact ? 4096 : 512 * 1024;
 }
 
-unsigned int openDescriptors() {
-  DIR* const folder = ::opendir("/proc/self/fd");
-  promise(folder != nullptr, "/proc/self/fd cannot be read");
-  unsigned int count = 0;
-  while (::readdir(folder) != nullptr)
-    ++count;
-  ::closedir(folder);
-  return count - 3;  // without ".", ".." and the folder's own
-}
-
 void run(unsigned long long wanted) {
   const auto start = std::chrono::steady_clock::now();
   std::printf("%llu datagrams\n", wanted);  // and stdout has its buffer before the first measurement
@@ -311,7 +306,6 @@ void run(unsigned long long wanted) {
   soak.warmUp();
   std::size_t heapAtFirst = 0;
   std::size_t heapAtMost = 0;
-  unsigned int descriptorsAtFirst = 0;
   std::size_t heap = 0;
   for (unsigned int hundredth = 1; hundredth <= 100; ++hundredth) {
     while (soak.datagrams() < wanted / 100 * hundredth)
@@ -319,10 +313,7 @@ void run(unsigned long long wanted) {
     soak.tidyUp();
     heap = liveHeap();
     const unsigned int descriptors = openDescriptors();
-    if (hundredth == 1) {
-      heapAtFirst = heap;
-      descriptorsAtFirst = descriptors;
-    }
+    if (hundredth == 1) heapAtFirst = heap;
     heapAtMost = std::max(heapAtMost, heap);
     if (hundredth == 1 || hundredth % 10 == 0) {
       const std::chrono::duration<double> passed = std::chrono::steady_clock::now() - start;
@@ -332,11 +323,12 @@ void run(unsigned long long wanted) {
     }
     promise(heap <= heapAtFirst + tolerance(),
             ("the live heap has grown to " + std::to_string(heap) + " bytes").c_str());
-    promiseNumber(descriptors, descriptorsAtFirst, "open descriptors");
+    promiseNumber(descriptors, soak.sockets.descriptors(), "open descriptors");
   }
   soak.printCounts();
-  std::printf("live heap: %zu bytes at 1 %%, %zu at most, %zu at the end (tolerance %zu); descriptors: %u throughout\n",
-              heapAtFirst, heapAtMost, heap, tolerance(), descriptorsAtFirst);
+  std::printf("live heap: %zu bytes at 1 %%, %zu at most, %zu at the end (tolerance %zu)\n", heapAtFirst, heapAtMost,
+              heap, tolerance());
+  std::printf("descriptors: %u throughout, besides the sockets of a round\n", soak.sockets.descriptors());
   soak.checkCoverage();
 }
 
