@@ -288,7 +288,8 @@ class Soak {
 
 std::size_t liveHeap() {
   if (__sanitizer_get_current_allocated_bytes != nullptr) return __sanitizer_get_current_allocated_bytes();
-  return mallinfo2().uordblks;
+  const struct mallinfo2 heap = mallinfo2();
+  return heap.uordblks + heap.hblkhd;
 }
 
 // Blocks that malloc keeps back for the thread count as live, unless it is told to keep none.
