@@ -203,13 +203,31 @@ void readAll(Node& manager, const Node& card, const NodeModel& truth) {
   askForThese();
 }
 
+// The card tells all of itself to both managers, in autonomous messages that are not sent for their size.
+void reportAll(Node& card) {
+  const std::size_t count = card.model().variables.size();
+  for (std::size_t variable = 0; variable < count; ++variable) {
+    card.report(variable);
+    if (variable % 50 == 49) card.flush();
+  }
+  card.flush();
+}
+
+// One that asks for the first time when five others have asked is refused for ever.
+bool isLockedOut(const ProcessModel& process, unsigned int node) {
+  return !process.hasContext(ADDRESSES[node]) &&
+         std::all_of(process.senders.begin(), process.senders.end(),
+                     [](const ProcessModel::Sender& sender) { return !sender.address.empty(); });
+}
+
 void checkMirrors(World& world, const char* what) {
   world.check();  // the engines hold what the models hold, so that comparing models is enough
   for (unsigned int manager = CARDS; manager < NODES; ++manager) {
-    if (!world.model.process.hasContext(ADDRESSES[manager])) continue;
     for (unsigned int card = 0; card < CARDS; ++card) {
-      for (const Variable& variable : world.model.nodes[card].variables)
+      for (const Variable& variable : world.model.nodes[card].variables) {
+        ++world.statistics.of[MIRRORS_COMPARED];
         promiseDatagram(world.model.nodes[manager].find(variable.oid)->value, variable.value, what);
+      }
     }
   }
 }
@@ -228,14 +246,16 @@ void settle(World& world) {
   promise(world.link.isEmpty(), "the network is not quiet");
 
   for (unsigned int manager = CARDS; manager < NODES; ++manager) {
-    // One that asks for the first time when five others have asked is refused for ever; so is each of its reads.
-    const auto& senders = world.model.process.senders;
-    const bool full = std::all_of(senders.begin(), senders.end(),
-                                  [](const ProcessModel::Sender& sender) { return !sender.address.empty(); });
-    if (full && !world.model.process.hasContext(ADDRESSES[manager])) continue;
-    for (unsigned int card = 0; card < CARDS; ++card)
-      readAll(*world.nodes[manager], *world.nodes[card], world.model.nodes[card]);
+    const bool mayRead = !isLockedOut(world.model.process, manager);
+    for (unsigned int card = 0; card < CARDS; ++card) {
+      if (mayRead) {
+        readAll(*world.nodes[manager], *world.nodes[card], world.model.nodes[card]);
+      } else {
+        reportAll(*world.nodes[card]);
+      }
+    }
   }
+  world.deliverAll(world.clock.now() + quiet);
   checkMirrors(world, "a mirror after everything was read");
 
   for (unsigned int card = 0; card < CARDS; ++card) {
@@ -249,7 +269,7 @@ void settle(World& world) {
     node.scan();
   }
   world.deliverAll(world.clock.now() + quiet);
-  checkMirrors(world, "a mirror after everything was reported");
+  checkMirrors(world, "a mirror after all changes were reported");
   ++world.statistics.of[SETTLED];
 }
 

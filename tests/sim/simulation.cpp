@@ -50,6 +50,16 @@ void greet(World& world) {
   }
 }
 
+// Five strangers take all the contexts: whatever the nodes ask each other is refused.
+void lockOut(World& world) {
+  for (const char* stranger : {"10.0.0.61", "10.0.0.62", "10.0.0.63", "10.0.0.64", "10.0.0.65"}) {
+    Datagram request;
+    request.from = stranger;
+    request.bytes = header(READ, 0);
+    world.nodes[0]->arrives(request);
+  }
+}
+
 }  // namespace
 
 Outcome simulate(const Plan& plan) {
@@ -58,7 +68,11 @@ Outcome simulate(const Plan& plan) {
   const Tracing tracing(dice.oneIn(16));
   try {
     World world(plan.seed, plan.traced, outcome.statistics);
-    if (!dice.oneIn(8)) greet(world);
+    if (!dice.oneIn(8)) {
+      greet(world);
+    } else if (dice.oneIn(2)) {
+      lockOut(world);
+    }
     world.calm = false;
     world.link.weather = world.storm;
     for (unsigned int step = 0; step <= plan.steps; ++step) {

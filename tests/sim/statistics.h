@@ -39,6 +39,7 @@ enum Counted : unsigned int {
   NESTED_CALLS,
   RESTARTS,
   SETTLED,
+  MIRRORS_COMPARED,
   COUNTED
 };
 
@@ -74,7 +75,8 @@ inline constexpr const char* COUNTED_NAMES[COUNTED] = {"steps",
                                                        "hooks that threw",
                                                        "calls from inside a call",
                                                        "restarts",
-                                                       "times both ends agreed"};
+                                                       "times both ends agreed",
+                                                       "mirrored variables compared"};
 
 struct Statistics {
   unsigned long long of[COUNTED] = {};
