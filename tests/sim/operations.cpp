@@ -256,7 +256,7 @@ void settle(World& world) {
     }
   }
   world.deliverAll(world.clock.now() + quiet);
-  checkMirrors(world, "a mirror after everything was read");
+  checkMirrors(world, "a mirror after everything was read or reported");
 
   for (unsigned int card = 0; card < CARDS; ++card) {
     Node& node = *world.nodes[card];

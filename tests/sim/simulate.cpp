@@ -136,7 +136,8 @@ std::string listOf(const std::vector<unsigned int>& steps) {
 }
 
 std::string commandOf(const Plan& plan) {
-  std::string command = "simulate --seed " + std::to_string(plan.seed) + " --steps " + std::to_string(plan.steps);
+  std::string command = program_invocation_name;
+  command += " --seed " + std::to_string(plan.seed) + " --steps " + std::to_string(plan.steps);
   if (!plan.only.empty()) command += " --only " + listOf(plan.only);
   return command;
 }
