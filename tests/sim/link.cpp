@@ -1,18 +1,20 @@
 #include "sim/link.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace sim {
 
 void Link::send(Datagram datagram, const std::string& spoofed, Dice& dice) {
   ++statistics_.of[SENT];
+  datagram.sentBy = datagram.from;
   datagram.number = ++sent_;
   if (dice.percent(weather.loss)) {
     ++statistics_.of[LOST];
     return;
   }
   if (dice.percent(weather.spoofing)) {
-    ++statistics_.of[SPOOFED];
+    if (spoofed != datagram.from) ++statistics_.of[SPOOFED];
     datagram.from = spoofed;
   }
   if (!datagram.bytes.empty() && dice.percent(weather.truncation)) {
@@ -43,8 +45,9 @@ bool Link::next(Microseconds byThen, Datagram& datagram) {
   datagram = std::move(flying_.begin()->second);
   flying_.erase(flying_.begin());
   ++statistics_.of[DELIVERED];
-  if (datagram.number < newestDelivered_) ++statistics_.of[OVERTAKEN];
-  if (datagram.number > newestDelivered_) newestDelivered_ = datagram.number;
+  unsigned long long& newest = newestDelivered_[{datagram.sentBy, datagram.to}];
+  if (datagram.number < newest) ++statistics_.of[OVERTAKEN];
+  newest = std::max(newest, datagram.number);
   return true;
 }
 

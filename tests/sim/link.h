@@ -5,6 +5,7 @@
 
 #include <map>
 #include <string>
+#include <utility>
 
 #include "sim/dice.h"
 #include "sim/statistics.h"
@@ -36,7 +37,8 @@ struct Weather {
 };
 
 struct Datagram {
-  std::string from;  // what the receiver sees
+  std::string from;    // what the receiver sees
+  std::string sentBy;  // what it would see without spoofing
   unsigned int to = 0;
   std::string bytes;
   unsigned long long number = 0;  // in order of sending
@@ -61,7 +63,7 @@ class Link {
   Statistics& statistics_;
   std::multimap<Microseconds, Datagram> flying_;
   unsigned long long sent_ = 0;
-  unsigned long long newestDelivered_ = 0;
+  std::map<std::pair<std::string, unsigned int>, unsigned long long> newestDelivered_;  // by sender and receiver
 };
 
 }  // namespace sim
