@@ -26,6 +26,7 @@ using WallClock = std::chrono::steady_clock;
 constexpr const char* USAGE =
     "simulate --seed N [--steps 1000] [--only 3,17,20-25] [--trace]   one seed; a failure is shrunk to few steps\n"
     "simulate --seeds FIRST COUNT [--steps 1000] [--jobs 2]           many seeds, each in a process of its own\n"
+    "         [--digest 0123456789abcdef]                              and whether all they sent has this digest\n"
     "simulate --seconds S [--steps 1000] [--jobs 2]                   seeds from 1 on, for so long\n"
     "\n"
     "The same seed does the same on every machine. --only takes these steps alone; step number --steps is the last "
@@ -182,10 +183,16 @@ void report(const Plan& plan, const Outcome& outcome) {
 
 // ----- many seeds ------------------------------------------------------------------------------------------------------
 
+std::string asHex(unsigned long long digest) {
+  char text[17];
+  std::snprintf(text, sizeof text, "%016llx", digest);
+  return text;
+}
+
 void printSummary(unsigned long long seeds, const sim::Statistics& all, unsigned long long digest, double seconds) {
   for (unsigned int i = 0; i < sim::COUNTED; ++i)
     std::printf("%14llu %s\n", all.of[i], sim::COUNTED_NAMES[i]);
-  std::printf("%14llu seeds in %.1f s, digest of all datagrams %016llx\n", seeds, seconds, digest);
+  std::printf("%14llu seeds in %.1f s, digest of all datagrams %s\n", seeds, seconds, asHex(digest).c_str());
 }
 
 bool everythingWasReached(const sim::Statistics& all) {
@@ -203,7 +210,8 @@ class ManySeeds {
   ManySeeds(const Plan& plan, unsigned long long first, unsigned long long count, double seconds, unsigned int jobs)
       : plan_(plan), next_(first), left_(count), seconds_(seconds), children_(jobs) {}
 
-  int run() {
+  // An expected digest that is empty: any.
+  int run(const std::string& expectedDigest) {
     for (Child& child : children_)
       startNext(child);
     int status = 0;
@@ -219,6 +227,11 @@ class ManySeeds {
     printSummary(done_, all_, digest_, secondsSince(start_));
     if (!outcome_.broken.empty()) {
       report(failed_, outcome_);
+      return 1;
+    }
+    if (!expectedDigest.empty() && asHex(digest_) != expectedDigest) {
+      std::printf("the digest should be %s: other datagrams were sent than elsewhere or before\n",
+                  expectedDigest.c_str());
       return 1;
     }
     return done_ < SEEDS_THAT_REACH_ALL || everythingWasReached(all_) ? 0 : 1;
@@ -323,6 +336,7 @@ int main(int argc, char** argv) {
   unsigned long long count = 0;
   double seconds = 0;
   unsigned int jobs = 2;
+  std::string digest;
   for (int i = 1; i < argc; ++i) {
     const std::string option = argv[i];
     const auto value = [&] {
@@ -344,6 +358,8 @@ int main(int argc, char** argv) {
       plan.only = stepsIn(value());
     } else if (option == "--jobs") {
       jobs = static_cast<unsigned int>(std::clamp(numberIn(value()), 1ULL, 64ULL));
+    } else if (option == "--digest") {
+      digest = value();
     } else if (option == "--trace") {
       plan.traced = true;
     } else {
@@ -351,5 +367,6 @@ int main(int argc, char** argv) {
     }
   }
   if (oneSeed == (count > 0)) usage();
-  return oneSeed ? runOneSeed(plan) : ManySeeds(plan, first, count, seconds, jobs).run();
+  if (!digest.empty() && (oneSeed || seconds > 0)) usage();
+  return oneSeed ? runOneSeed(plan) : ManySeeds(plan, first, count, seconds, jobs).run(digest);
 }
