@@ -1,9 +1,9 @@
 // Traffic of every kind, printed: every datagram that an engine sends and every line that it writes to the system log.
 //
-// The C library can fill each block that it hands out, and each that it takes back, with a pattern. Run with two patterns,
-// this program prints the same twice, unless something that goes out was never written. With the argument `planted` it
-// sends such bytes on purpose. Only the content of a byte array is undefined by itself; here it holds no value, so it goes
-// out as zeros.
+// The C library can fill each block that it hands out, and each that it takes back, with a pattern; this program fills the
+// stack below each call with the byte that is its first argument. Run with two patterns, it prints the same twice, unless
+// something that goes out was never written. With `plantedHeap` or `plantedStack` as second argument it sends such bytes on
+// purpose. Only the content of a byte array is undefined by itself; here it holds no value, so it goes out as zeros.
 
 #include <cstdio>
 #include <cstdlib>
@@ -21,6 +21,16 @@
 namespace {
 
 constexpr IfcCardVarAccessType RW = IFC_CARD_VAR_READ_WRITE;
+
+// Of no use to the compiler, which would otherwise leave out what nobody writes or reads.
+void keep(void* bytes) { asm volatile("" : : "r"(bytes) : "memory"); }
+
+// Fills the part of the stack on which the calls that follow will lie.
+[[gnu::noinline]] void paintStack(unsigned char pattern) {
+  unsigned char below[32768];
+  std::memset(below, pattern, sizeof below);
+  keep(below);
+}
 
 class ShortText : public StringProperty::StringValueCheck {
  public:
@@ -84,16 +94,19 @@ class Card : public RecordingEngine {
   unsigned long long keptNumber = 0;
 };
 
-// A property that sends what nobody wrote.
+// A property that sends what nobody wrote: a block, or a variable on the stack, of which it takes the end that lies deepest.
 class Planted : public TrelProperty {
  public:
-  Planted() : TrelProperty(99, "planted", RW, false), bytes_(static_cast<char*>(std::malloc(32))) {}
-  ~Planted() override { std::free(bytes_); }
+  explicit Planted(bool onStack)
+      : TrelProperty(99, "planted", RW, false), onStack_(onStack), block_(static_cast<char*>(std::malloc(32))) {}
+  ~Planted() override { std::free(block_); }
   bool isDefault() override { return false; }
   int serialize(char* buf, int) override {
     const std::string head = "11000063 0C 0020"_hex;
     head.copy(buf, head.size());
-    std::memcpy(buf + head.size(), bytes_, 32);
+    char variable[8192];
+    keep(variable);
+    std::memcpy(buf + head.size(), onStack_ ? variable : block_, 32);
     return 39;
   }
   int deserialize(const char*) override { return 39; }
@@ -102,7 +115,8 @@ class Planted : public TrelProperty {
   std::string str() const override { return name; }
 
  private:
-  char* bytes_;
+  bool onStack_;
+  char* block_;
 };
 
 // A request, response or event with the head of this action and id.
@@ -155,9 +169,13 @@ std::string joined(const std::vector<std::string>& tlvs) {
 
 class Traffic {
  public:
-  Traffic() {
-    for (unsigned int row = 0; row < 4; ++row)
+  explicit Traffic(unsigned char pattern) : pattern_(pattern) {
+    for (unsigned int row = 0; row < 4; ++row) {
       table_.addProp(new TypeProperty<unsigned short>(0, "column", RW, static_cast<unsigned short>(row), true), row);
+      table_.addProp(new StringProperty(1, "text", RW, "a cell", true), row);
+      table_.addProp(new MacAddressProperty(2, "mac", RW, nullptr, true), row);
+      table_.addProp(new IpAddressProperty(3, "ip", RW, 0x0A000001U, true), row);
+    }
     card_.registerObject(&kinds_);
     card_.registerObject(&table_);
     card_.initEvents();
@@ -168,13 +186,17 @@ class Traffic {
     writes();
     refusals();
     oldStyle();
+    table();
     events();
     client();
+    accessors();
     texts();
+    records();
+    limits();
   }
 
-  void plant() {
-    kinds_.addProp(new Planted, 0);
+  void plant(bool onStack) {
+    kinds_.addProp(new Planted(onStack), 0);
     receive(TREL_ACTION_READ, tlv(KINDS + 99, 12, ""));
   }
 
@@ -184,6 +206,7 @@ class Traffic {
     std::printf("> %s\n", asDatagram(bytes).c_str());
     card_.forget();
     LogCapture log;
+    paintStack(pattern_);
     const int result = card_.receive(bytes, sender);
     show(log);
     std::printf("= %d\n", result);
@@ -201,6 +224,7 @@ class Traffic {
   void call(const char* name, Call what) {
     card_.forget();
     LogCapture log;
+    paintStack(pattern_);
     const int result = what();
     std::printf("%s\n", name);
     show(log);
@@ -267,6 +291,20 @@ class Traffic {
     receive(TREL_ACTION_WRITE, tlv(UNKNOWN + 1, 9, "one") + tlv(UNKNOWN + 0xEE, 9, "refused"));
   }
 
+  void table() {
+    for (unsigned int row = 0; row < 5; ++row) {  // the last one is not there
+      receive(TREL_ACTION_WRITE, tlv(TABLE + row, 2, "0A0B"_hex) + tlv(TABLE + 0x4000 + row, 9, "a new text"));
+      receive(TREL_ACTION_WRITE, tlv(TABLE + 0x8000 + row, 13, "AABBCCDDEEFF"_hex));
+      receive(TREL_ACTION_WRITE, tlv(TABLE + 0xC000 + row, 10, "C0A80001"_hex));
+      receive(TREL_ACTION_READ, tlv(TABLE + row, 2, "") + tlv(TABLE + 0x4000 + row, 9, "") +
+                                    tlv(TABLE + 0x8000 + row, 13, "") + tlv(TABLE + 0xC000 + row, 10, ""));
+    }
+    receive(TREL_ACTION_READ, tlv(TABLE + 0x10000, 2, ""));                                 // no such column
+    receive(TREL_ACTION_WRITE, tlv(TABLE, 2, "0001"_hex) + tlv(TABLE + 1, 1, "0001"_hex));  // the second is refused
+    for (const unsigned int oid : {0x80C00000U, 0x12000001U, 0x1FFFFFFFU, 0x60C00001U})     // no OIDs, and bit 29
+      receive(TREL_ACTION_READ, tlv(oid, 2, ""));
+  }
+
   void events() {
     call("eventHandler, the first", [this] { return card_.eventHandler(); });
     kinds_.getProp(2, 0)->set(77U);
@@ -304,6 +342,75 @@ class Traffic {
     call("readProperty, a short reply", [this] { return card_.readProperty(*kinds_.getProp(2, 0)); });
     card_.reply = [](std::string_view) { return std::string(); };
     call("readProperty, no reply", [this] { return card_.readProperty(*kinds_.getProp(2, 0)); });
+    call("readObjects, nothing", [this] { return card_.readObjects({}); });
+    // Replies that nobody waits for: an unknown variable, a wrong type, one that is cut.
+    for (const char* const action : {"03", "04"}) {
+      for (const std::string& tlvs : {tlv(UNKNOWN, 1, "00000001"_hex), tlv(KINDS + 2, 2, "0001"_hex),
+                                      "11000002 01 0004 00"_hex, joined(valuesOfAllKinds())}) {
+        std::string reply = "4F544E31 01 00 0001 00 0000"_hex + tlvs;
+        reply[5] = static_cast<char>(action[1] - '0');
+        receive(reply);
+      }
+    }
+  }
+
+  template <typename T>
+  static void exchange(TrelProperty& property, T value) {
+    T got{};
+    property.set(value);
+    property.get(&got);
+    std::printf(" %lld", static_cast<long long>(got));
+  }
+
+  static void exchangeAll(TrelProperty& property) {
+    exchange<unsigned long long>(property, 1);
+    exchange<unsigned int>(property, 2);
+    exchange<unsigned short>(property, 3);
+    exchange<long long>(property, -5);
+    exchange<int>(property, -6);
+    exchange<short>(property, -7);
+    exchange<signed char>(property, -8);
+    exchange<bool>(property, true);
+    property.set(std::string("nine"));
+    std::string text;
+    property.get(&text);
+    unsigned char bytes[8] = {1, 2, 3, 4, 5, 6, 7, 8};
+    property.set(static_cast<unsigned char>(4));
+    property.set(bytes, 6);
+    std::memset(bytes, 0, sizeof bytes);
+    property.get(bytes);  // one byte, or the six of a MAC address
+    std::printf(" %s %s", text.c_str(), hexOf(bytes, sizeof bytes).c_str());
+    unsigned int length = sizeof bytes;
+    property.get(bytes, &length);
+    std::string tlvBytes(64, '\0');
+    std::printf(" %d", property.serialize(&tlvBytes[0], 6));
+    std::printf(" %d", property.serialize(&tlvBytes[0], 64));
+    std::printf(" %u %s %s", length, hexOf(bytes, sizeof bytes).c_str(), asText(tlvBytes).c_str());
+    property.setToDefault();
+    std::printf(" %d %s", property.isDefault() ? 1 : 0, property.str().c_str());
+  }
+
+  static std::string hexOf(const unsigned char* bytes, std::size_t count) {
+    return asText(std::string(bytes, bytes + count));
+  }
+
+  // Each property is given and asked for a value of each type; all but its own refuse.
+  void accessors() {
+    call("accessors", [this] {
+      for (TrelProperty* const property : kinds_.getProperties())
+        exchangeAll(*property);
+      for (unsigned int type = 0; type <= 14; ++type) {
+        std::string record = tlv(UNKNOWN + type, static_cast<unsigned char>(type), "1122334455667788"_hex);
+        record.resize(sizeof(trel_tlv) + 16);
+        OldStyleProperty property(reinterpret_cast<trel_tlv*>(&record[0]), false);
+        exchangeAll(property);
+        OldStyleProperty copy(property);
+        exchangeAll(copy);
+      }
+      return 0;
+    });
+    call("getProp of nothing", [this] { return kinds_.getProp(77, 0) == nullptr ? 0 : 1; });
+    call("updateAll", [this] { return kinds_.updateAll() ? 1 : 0; });
   }
 
   void texts() const {
@@ -317,9 +424,71 @@ class Traffic {
       std::printf("%s %d %s %llu\n", copy.toString().c_str(), copy.serialize(&bytes[0]), asText(bytes).c_str(),
                   copy.isPointerValid() ? copy.getValueAsUInt64() : 0ULL);
     }
+    for (const unsigned int oid : {0x11000002U, 0x40C04001U, 0x80000000U, 0x12000001U})
+      std::printf("%s\n", TrelObjectId(oid).str().c_str());
+    for (unsigned int group = 0; group <= 12; ++group) {
+      const IfcCardVarDef* def = nullptr;
+      for (unsigned int index = 0; (def = ifcCardVarDef(group, index)) != nullptr; ++index)
+        std::printf("%u %u %s %u %u %d\n", group, def->index, def->name, def->type, def->accessType, def->flag ? 1 : 0);
+    }
     show(log);
   }
 
+  template <typename T>
+  static void keepAndShow(T value) {
+    TRELTlv record;
+    T got{};
+    std::printf("%d", record.getValue(&got) ? 1 : 0);
+    record.setValue(value);
+    std::printf("%d ", record.getValue(&got) ? 1 : 0);
+    std::string bytes(TREL_TLV_HEAD_LEN + 8, '\0');
+    record.serialize(&bytes[0]);
+    TRELTlv back;
+    back.deserialize(bytes.data());
+    boost::any any;
+    std::printf("%d %lld %s %s %s\n", back.getValue(&any) ? 1 : 0, static_cast<long long>(got), any.type().name(),
+                back.toString().c_str(), asText(bytes).c_str());
+  }
+
+  void records() {
+    call("records", [] {
+      keepAndShow<unsigned long long>(0x0102030405060708ULL);
+      keepAndShow<unsigned int>(0x01020304U);
+      keepAndShow<unsigned short>(0x0102);
+      keepAndShow<unsigned char>(0xFE);
+      keepAndShow<long long>(-2);
+      keepAndShow<int>(-3);
+      keepAndShow<short>(-4);
+      keepAndShow<signed char>(-5);
+      keepAndShow<bool>(true);
+      TRELTlv text;
+      text.setValue(std::string("a text"));
+      char some[8] = {};
+      text.getValue(some, 3);
+      std::string start;
+      text.getValue(&start, 4);
+      std::printf("%s %s %d %s\n", some, start.c_str(), text.getValueArray(some, 8), text.getValueAsString().c_str());
+      return 0;
+    });
+  }
+
+  // What is too much of something: properties, events, senders.
+  void limits() {
+    const std::vector<TrelProperty*> tooMany(151, kinds_.getProp(1, 0));
+    call("readPropertys, too many", [&] { return card_.readPropertys(tooMany); });
+    call("writePropertys, too many", [&] { return card_.writePropertys(tooMany); });
+    call("addToAmi, too often", [this] {
+      for (int i = 0; i < 55; ++i)
+        card_.addToAmi(table_.getProp(static_cast<unsigned int>(i) % 4, 1), false);
+      card_.addToAmi(nullptr, true);
+      return 0;
+    });
+    for (const char* const sender : {"10.0.0.3", "10.0.0.4", "10.0.0.5", "10.0.0.6", "10.0.0.7"})
+      receive(datagram(TREL_ACTION_READ, 1, tlv(KINDS + 1, 0, "")), sender);
+    receive(datagram(TREL_ACTION_READ, 1, tlv(KINDS + 1, 0, "")), nullptr);
+  }
+
+  const unsigned char pattern_;
   Kinds kinds_;
   TrelTable table_{"table", 3, false, 4};
   Card card_;
@@ -329,8 +498,9 @@ class Traffic {
 }  // namespace
 
 int main(int argc, char** argv) {
-  Traffic traffic;
+  if (argc < 2) return 2;
+  Traffic traffic(static_cast<unsigned char>(std::atoi(argv[1])));
   traffic.run();
-  if (argc == 2 && std::string_view(argv[1]) == "planted") traffic.plant();
+  if (argc == 3) traffic.plant(std::string_view(argv[2]) == "plantedStack");
   return 0;
 }
