@@ -593,6 +593,7 @@ TEST(ReadingTlv, ByteValuesTouchExactlyTheirLength) {
 TEST(ReadingTlv, ASetterMayBeGivenTheRecordsOwnBytes) {
   TRELTlv tlv;
   tlv.setValue("abcdefgh", 8, 13);
+  ASSERT_NE(tlv.val, nullptr);
   tlv.setValue(tlv.val + 1, 6, 13);
   EXPECT_EQ(lenOf(tlv), 6U);
   EXPECT_EQ(bytesOf(tlv, 8), "62 63 64 65 66 67 67 68");
