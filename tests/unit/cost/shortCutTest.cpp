@@ -100,6 +100,12 @@ class OwnOid : public TrelScalar {
   unsigned int getOID(unsigned int variable, unsigned int) override { return 0x10800000U + variable; }
 };
 
+class OwnCellOid : public TrelTable {
+ public:
+  using TrelTable::TrelTable;
+  unsigned int getOID(unsigned int, unsigned int) override { return 0x50C14000U; }  // of its only cell
+};
+
 class OwnUpdate : public TrelScalar {
  public:
   using TrelScalar::TrelScalar;
@@ -132,6 +138,19 @@ TEST_F(ShortCut, AnOidThatAnObjectMayHaveOverriddenIsAskedForAndOtherwiseKnown) 
   // Twenty for each are more than the two ways of composing it differ.
   EXPECT_LT(known.card.costOf(READ_EIGHT) + 160, asked.card.costOf(READ_EIGHT));
   EXPECT_LT(known.card.costOf(WRITE_EIGHT) + 160, asked.card.costOf(WRITE_EIGHT));
+}
+
+// What it takes to write a number that stands in a table of this class.
+template <typename Table>
+std::size_t costOfWritingACell() {
+  Table table("table", 3, true, 1);
+  auto* const cell = new Number(5, "cell", IFC_CARD_VAR_READ_WRITE, 1U);
+  table.addProp(cell, 0);
+  return costOfSerializing(*cell);
+}
+
+TEST_F(ShortCut, AnOidInATableIsKnownToo) {
+  EXPECT_LT(costOfWritingACell<TrelTable>(), costOfWritingACell<OwnCellOid>());
 }
 
 // A write to a card with one number of this class.

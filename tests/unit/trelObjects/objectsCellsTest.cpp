@@ -5,7 +5,9 @@
 #include <string>
 #include <vector>
 
+#include "support/allocationFailure.h"
 #include "support/logCapture.h"
+#include "support/operatorNew.h"
 #include "trel/trelObjects.h"
 #include "trel/trelProperty.h"
 
@@ -46,6 +48,38 @@ TEST(ObjectCells, IdsAtBothEndsOf32BitsAreFound) {
   EXPECT_EQ(scalar.getProp(0xFFFFFFFFU, 0), last);
   EXPECT_EQ(scalar.getProp(1, 0), nullptr);
   EXPECT_EQ(scalar.getProperties(), (Found{first, middle, last}));
+}
+
+TEST(ObjectCells, APropertyInAnotherRowStandsAtItsIdWhereverIdsBegin) {
+  TrelTable table("ports", 3, false, 2);
+  for (unsigned int id = 10; id <= 40; ++id)
+    ASSERT_TRUE(table.addProp(number(id), 0));
+  auto* const only = number(11);
+  ASSERT_TRUE(table.addProp(only, 1));
+  EXPECT_EQ(table.getProp(11, 1), only);
+  for (unsigned int id = 12; id <= 40; ++id)
+    EXPECT_EQ(table.getProp(id, 1), nullptr) << id;
+}
+
+// A row's entry is one block. Places are two more: the places themselves, and how many of each row are taken.
+TEST(ObjectCells, AnIdAtTheEndOf32BitsTakesOnePlaceInEachRow) {
+  TrelTable table("ports", 3, false, 40);  // of so many rows, two places in each would be too many for one property
+  auto* const last = number(0xFFFFFFFFU);
+  const std::size_t before = newBlocks();
+  ASSERT_TRUE(table.addProp(last, 0));
+  EXPECT_EQ(newBlocks() - before, 3U);
+}
+
+TEST(ObjectCells, IdsThatLieFarApartAskForNoPlaces) {
+  TrelScalar scalar("wide", 1, false);
+  ASSERT_TRUE(scalar.addProp(number(0), 0));
+  auto* const far = number(5000);
+  {
+    const AllocationFailure failure(5000);  // 5001 places are larger
+    ASSERT_TRUE(scalar.addProp(far, 0));
+    EXPECT_EQ(failure.count(), 0U);
+  }
+  EXPECT_EQ(scalar.getProp(5000, 0), far);
 }
 
 TEST(ObjectCells, OnePropertyInTheLastOfManyRowsIsFound) {

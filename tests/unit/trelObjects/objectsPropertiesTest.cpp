@@ -224,6 +224,25 @@ TEST(ObjectProperties, SecondPropertyOfTheSameIdInARowIsRefusedWithALineAndStays
   EXPECT_EQ(table.rows[5]->at(2), first);
 }
 
+TEST(ObjectProperties, AnObjectThatGetsNoMemoryLeavesNothingBehind) {
+  const std::string name(100, 'n');  // longer than what a text holds without a block of its own
+  bool happened = true;
+  std::size_t after = 0;
+  for (; happened; ++after) {
+    const std::size_t before = liveBlocks();
+    {
+      const NewFailure failure(after);
+      try {
+        const TrelTable table(name, 3, false, 6);
+      } catch (const std::bad_alloc&) {
+      }
+      happened = failure.happened();
+    }
+    EXPECT_EQ(liveBlocks(), before) << after;
+  }
+  EXPECT_GE(after, 9U);  // the name, six rows, and the lists of them
+}
+
 TEST(ObjectProperties, PropertyKeepsItsRowWhenMemoryRunsOut) {
   TypeProperty<unsigned int> property(2, "number", IFC_CARD_VAR_READ_WRITE, 0U);
   TrelTable table("ports", 3, false, 6);

@@ -99,6 +99,18 @@ TEST(PropertyEdges, ABlockOfBytesThatAnotherReplacesIsGivenBack) {
   std::free(peek<void*>(property, sizeof(TrelProperty)));
 }
 
+TEST(PropertyEdges, ABlockOfBytesThatIsReceivedIsAsLargeAsItsBytes) {
+  const std::string record = "10800005 0C EA60"_hex + std::string(60000, 'x');
+  ArrayProperty property(0x10800005, "blob", RW, false);
+  poke(property, sizeof(TrelProperty), std::malloc(1));
+  {
+    const AllocationFailure failure(60001);
+    EXPECT_EQ(property.deserialize(record.data()), 60007);
+    EXPECT_EQ(failure.count(), 0U);
+  }
+  std::free(peek<void*>(property, sizeof(TrelProperty)));
+}
+
 TEST(PropertyEdges, AnOldStyleValueThatAnotherReplacesIsGivenBack) {
   constexpr unsigned int LENGTH = 60000;
   std::string bytes(LENGTH, 'x');

@@ -7,8 +7,10 @@
 #include <limits>
 #include <type_traits>
 
+#include "support/allocationFailure.h"
 #include "support/logCapture.h"
 #include "support/logSelection.h"
+#include "support/operatorNew.h"
 #include "support/recordingEngine.h"
 #include "trel/trelProtocolBase.h"
 
@@ -126,6 +128,16 @@ TEST(EventTable, LiesInMemoryAsCommonSizeNumberValues) {
 
 // ----- initEvents -----
 
+TEST(EventTable, OfFewerThanNoValuesHasNoneAndNoRoomForAny) {
+  unsigned int refused = 1;
+  {
+    const AllocationFailure failure(8);
+    const EventValueTable table(false, -5, 7);
+    refused = failure.count();
+  }
+  EXPECT_EQ(refused, 0U);
+}
+
 TEST(InitEvents, WithoutAnOverrideNoTableIsMadeAndALineSaysSo) {
   RecordingEngine engine;
   LogCapture log(7);
@@ -170,7 +182,9 @@ TEST(InitEvents, TablesOfASuccessfulOverrideStayWhereTheyWerePut) {
 TEST(InitEvents, AFailedOverrideLosesAllTables) {
   TableEngine engine;
   engine.verdict = false;
+  const std::size_t before = liveBlocks();
   EXPECT_FALSE(engine.initEvents());
+  EXPECT_EQ(liveBlocks(), before);
   EXPECT_EQ(engine.calls, 1);
   EXPECT_EQ(engine.tables(), 0);
   EXPECT_FALSE(engine.initEvents());

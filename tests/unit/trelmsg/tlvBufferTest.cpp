@@ -24,6 +24,20 @@ TEST(TlvBuffer, AValueOfOneByteHasABufferOf8) {
   EXPECT_EQ(received.val, nullptr);
 }
 
+TEST(TlvBuffer, AValueOfOneByteHasNoLargerBuffer) {
+  const ExactBlock record("10800005 03 0001 07"_hex);
+  TRELTlv set;
+  TRELTlv received;
+  unsigned int refused = 1;
+  {
+    const AllocationFailure failure(9);
+    set.setValue(static_cast<unsigned char>(7));
+    received.deserialize(record.data());
+    refused = failure.count();
+  }
+  EXPECT_EQ(refused, 0U);
+}
+
 TEST(TlvBuffer, ANumberAsksForItsOwnLengthWhateverTheRecordsLengthWas) {
   TRELTlv tlv;
   tlv.len = 40000;

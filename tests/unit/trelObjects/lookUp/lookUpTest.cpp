@@ -98,6 +98,13 @@ TEST(UpdateLookUp, AnObjectThatOverridesNothingIsKnownWithoutTheProgram) {
   EXPECT_EQ(calls, Calls{});
 }
 
+TEST(UpdateLookUp, AnEngineWithoutObjectsHasNothingToAskTheProgramFor) {
+  RecordingEngine engine;
+  engine.receive("4F544E31 01 01 0007 | 10800005 01 0000"_hex, "");
+  EXPECT_EQ(engine.sent(), Datagrams{"4F544E31 01 03 0007 05 0000"});
+  EXPECT_EQ(calls, Calls{});
+}
+
 TEST(UpdateLookUp, AProgramThatCannotBeOpenedIsOpenedByTheNextRequest) {
   Card card;
   nextOpenFails = true;
