@@ -13,10 +13,10 @@ A mutant is a change of one place, of one of these kinds:
   result       another value returned: the flag negated, 0 for a number and 1 for 0, null, an empty object
 
 Most are switched at run time. What the compiler must know when it compiles (constexpr, case labels, enumerators, sizes of
-arrays, integers at namespace scope) is compiled once for each mutant. Left out, and counted: texts, floating point, what
-static_assert says, the bodies of macros. Left out for what they are: sizeof, attributes, and a change that another kind makes
-already. A change that can change nothing, as a swap of two statements that do not touch each other, is drawn like any other:
-it survives and counts.
+arrays, integers at namespace scope) is compiled once for each mutant, and so is what stands in a constexpr function that no
+program calls at run time. Left out, and counted: texts, floating point, what static_assert says, the bodies of macros. Left out
+for what they are: sizeof, attributes, and a change that another kind makes already. A change that can change nothing, as a swap
+of two statements that do not touch each other, is drawn like any other: it survives and counts.
 """
 
 import ctypes

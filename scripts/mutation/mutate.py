@@ -355,12 +355,15 @@ class Runner:
         self.tests = [t for t in self.tests if t.name not in failed]
         return failed
 
+    def reaching(self, number):
+        return [t for t in self.tests if number in t.reached]
+
     def judge(self, number, mutant):
         """Runs the tests that reach the mutant until one fails."""
         library = self.libraries.get(mutant.key)
         if library is None:
             with_it, without = {"TREL_MUTANT": str(number)}, {}
-            reaching = [t for t in self.tests if number in t.reached]
+            reaching = self.reaching(number)
         else:
             with_it, without = self.builds.library_path(library), self.builds.library_path("original")
             reaching = self.tests
@@ -475,25 +478,34 @@ def main():
     selection.refused |= memory.refused
     selection.forced |= memory.forced
 
-    say("== mutation: the library with its mutants")
-    build_switched(builds, files, selection)
-    while build_separate(builds, files, selection, memory):
-        build_switched(builds, files, selection)
-    chosen = selection.numbered()
-
-    say("== mutation: the tests")
-    tests, excluded, unbuilt = suite.tests_of(builds.switched_build)
-    programs = {t.program for t in tests} | unbuilt
-    built = builds.ninja(builds.switched_build, *sorted(programs))
-    if built.returncode != 0:
-        raise SystemExit(f"error: the tests do not compile\n{built.stdout[-6000:]}")
-    tests, excluded, _ = suite.tests_of(builds.switched_build)
-    say(f"   {len(tests)} tests, {len(excluded)} left out")
-
     resource.setrlimit(resource.RLIMIT_CORE, (0, 0))
     resource.setrlimit(resource.RLIMIT_AS, (MEMORY, MEMORY))
-    runner = Runner(builds, files, tests, memory.libraries, options.jobs)
-    excluded.update(runner.measure({n for n, _ in chosen}))
+    while True:
+        say("== mutation: the library with its mutants")
+        build_switched(builds, files, selection)
+        while build_separate(builds, files, selection, memory):
+            build_switched(builds, files, selection)
+        chosen = selection.numbered()
+
+        say("== mutation: the tests")
+        tests, excluded, unbuilt = suite.tests_of(builds.switched_build)
+        programs = {t.program for t in tests} | unbuilt
+        built = builds.ninja(builds.switched_build, *sorted(programs))
+        if built.returncode != 0:
+            raise SystemExit(f"error: the tests do not compile\n{built.stdout[-6000:]}")
+        tests, excluded, _ = suite.tests_of(builds.switched_build)
+        say(f"   {len(tests)} tests, {len(excluded)} left out")
+
+        runner = Runner(builds, files, tests, memory.libraries, options.jobs)
+        excluded.update(runner.measure({n for n, _ in chosen}))
+        # A constexpr function that only the compiler runs never meets its switch.
+        unmet = [m for n, m in chosen if m.constexpr and not selection.is_separate(m) and not runner.reaching(n)]
+        if not unmet:
+            break
+        for mutant in unmet:
+            say(f"   the compiler's alone: {describe(mutant)}")
+            selection.forced.add(mutant.key)
+
 
     say("== mutation: the mutants, one by one")
     waiting = [(n, m) for n, m in chosen if m.key not in results]
