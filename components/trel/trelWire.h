@@ -3,7 +3,10 @@
 #ifndef TREL_TRELWIRE_H
 #define TREL_TRELWIRE_H
 
+#include <endian.h>
+
 #include <cstddef>
+#include <cstdint>
 #include <cstring>
 #include <string_view>
 
@@ -11,34 +14,29 @@ namespace trelWire {
 
 inline constexpr int TLV_HEAD_LEN = 4 + 1 + 2;  // OID, type, value length
 
-// --- big-endian numbers, from memory that the caller knows to be long enough -----------------------------------------
+// --- numbers in memory that the caller knows to be long enough, and that has no alignment ----------------------------
 
+// In host order.
+template <typename T>
+T loadHost(const char* from) {
+  T value;
+  std::memcpy(&value, from, sizeof value);
+  return value;
+}
+template <typename T>
+void storeHost(char* to, T value) {
+  std::memcpy(to, &value, sizeof value);
+}
+
+// Big-endian, as on the wire.
 inline unsigned int byteAt(const char* from, unsigned int index) { return static_cast<unsigned char>(from[index]); }
+inline unsigned short loadU16(const char* from) { return be16toh(loadHost<std::uint16_t>(from)); }
+inline unsigned int loadU32(const char* from) { return be32toh(loadHost<std::uint32_t>(from)); }
+inline unsigned long long loadU64(const char* from) { return be64toh(loadHost<std::uint64_t>(from)); }
 
-inline unsigned short loadU16(const char* from) {
-  return static_cast<unsigned short>(byteAt(from, 0) << 8 | byteAt(from, 1));
-}
-inline unsigned int loadU32(const char* from) {
-  return byteAt(from, 0) << 24 | byteAt(from, 1) << 16 | byteAt(from, 2) << 8 | byteAt(from, 3);
-}
-inline unsigned long long loadU64(const char* from) {
-  return static_cast<unsigned long long>(loadU32(from)) << 32 | loadU32(from + 4);
-}
-
-inline void storeU16(char* to, unsigned int value) {
-  to[0] = static_cast<char>(value >> 8);
-  to[1] = static_cast<char>(value);
-}
-inline void storeU32(char* to, unsigned int value) {
-  to[0] = static_cast<char>(value >> 24);
-  to[1] = static_cast<char>(value >> 16);
-  to[2] = static_cast<char>(value >> 8);
-  to[3] = static_cast<char>(value);
-}
-inline void storeU64(char* to, unsigned long long value) {
-  storeU32(to, static_cast<unsigned int>(value >> 32));
-  storeU32(to + 4, static_cast<unsigned int>(value));
-}
+inline void storeU16(char* to, unsigned int value) { storeHost(to, htobe16(static_cast<std::uint16_t>(value))); }
+inline void storeU32(char* to, unsigned int value) { storeHost(to, htobe32(value)); }
+inline void storeU64(char* to, unsigned long long value) { storeHost(to, htobe64(value)); }
 
 // --- the number types ------------------------------------------------------------------------------------------------
 
@@ -92,19 +90,7 @@ inline void storeNumber(char* to, unsigned long long value, unsigned int width) 
   }
 }
 
-// A value buffer keeps numbers in host order and has no alignment: these two move a number of 1, 2, 4 or 8 bytes.
-template <typename T>
-T loadHost(const char* from) {
-  T value;
-  std::memcpy(&value, from, sizeof value);
-  return value;
-}
-template <typename T>
-void storeHost(char* to, T value) {
-  std::memcpy(to, &value, sizeof value);
-}
-
-// Turns the number at the start of a value buffer from wire order into host order, or back.
+// A value buffer keeps its number in host order: turns it from wire order into that, or back.
 inline void wireToHost(char* number, unsigned int width) {
   if (width == 8) {
     storeHost(number, loadU64(number));
