@@ -282,9 +282,10 @@ void thinOut(std::vector<std::size_t>& numbers, std::size_t most) {
 }
 
 // Which blocks are refused: all, or those where a chain of calls is met first and last. Each costs a run of the whole test, so
-// that of a test that takes thousands only some are, and in the short form a few of one that takes tens of thousands.
+// that of a test that takes thousands only some are, and in the short form a few of one that takes tens of thousands. Under a
+// sanitizer a run takes five times as long.
 std::vector<std::size_t> blocksToRefuse(bool all) {
-  constexpr std::size_t COST_OF_ALL = 2000000;
+  const std::size_t costOfAll = __sanitizer_set_death_callback == nullptr ? 2000000 : 400000;
   constexpr std::size_t COST_OF_SOME = 200000;
   constexpr std::size_t MANY = 20000;
   constexpr std::size_t FEW = 2;
@@ -301,7 +302,7 @@ std::vector<std::size_t> blocksToRefuse(bool all) {
   std::sort(numbers.begin(), numbers.end());
   numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
   if (!all && report->counted > MANY) thinOut(numbers, FEW);
-  thinOut(numbers, (all ? COST_OF_ALL : COST_OF_SOME) / std::max<std::size_t>(report->counted, 1) + 1);
+  thinOut(numbers, (all ? costOfAll : COST_OF_SOME) / std::max<std::size_t>(report->counted, 1) + 1);
   return numbers;
 }
 
