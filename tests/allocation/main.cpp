@@ -1,6 +1,7 @@
 // The main() of every test program: GoogleTest's, and the same tests once more with memory running out.
 //
-//   <program> --every-allocation=quick    each place that takes a block fails, where a test first and last passes it
+//   <program> --every-allocation=quick    each place that takes a block fails, where a test first and last passes it, and in the
+//                                         first eight tests that do
 //   <program> --every-allocation=full     each block fails; of tests that take thousands, as many as minutes allow
 //   <program> --every-allocation=12       block 12 alone (counted from 0), with its chain of calls and the test's output
 //   <program> --every-allocation=12+      block 12 and all later ones, likewise
@@ -37,6 +38,7 @@
 #include <cstring>
 #include <exception>
 #include <iterator>
+#include <map>
 #include <set>
 #include <sstream>
 #include <string>
@@ -289,15 +291,21 @@ std::vector<std::size_t> blocksToRefuse(bool all) {
   constexpr std::size_t COST_OF_SOME = 200000;
   constexpr std::size_t MANY = 20000;
   constexpr std::size_t FEW = 2;
+  constexpr unsigned int TESTS_OF_A_CHAIN = 8;
+  static std::map<std::uint64_t, unsigned int> testsWith;
   std::vector<std::size_t> numbers;
   const std::size_t count = std::min(report->counted, MOST_BLOCKS);
+  const auto isKnown = [](std::uint64_t chain) { return testsWith[chain] == TESTS_OF_A_CHAIN; };
   std::set<std::uint64_t> met;
   for (std::size_t i = 0; i < count; ++i) {
-    if (met.insert(report->chains[i]).second || all) numbers.push_back(i);
+    if (all || (met.insert(report->chains[i]).second && !isKnown(report->chains[i]))) numbers.push_back(i);
   }
   met.clear();
   for (std::size_t i = count; i > 0 && !all; --i) {
-    if (met.insert(report->chains[i - 1]).second) numbers.push_back(i - 1);
+    if (met.insert(report->chains[i - 1]).second && !isKnown(report->chains[i - 1])) numbers.push_back(i - 1);
+  }
+  for (const std::uint64_t chain : met) {
+    if (!isKnown(chain)) ++testsWith[chain];
   }
   std::sort(numbers.begin(), numbers.end());
   numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
