@@ -73,6 +73,16 @@ TEST(PropertyEdges, ALengthOfZeroIsTheHeadAlone) {
   EXPECT_EQ(log.brief(), Lines{});
 }
 
+// The length field has 16 bits: 65541 is written as 5, and the bytes all follow.
+TEST(PropertyEdges, ATextLongerThanTheLengthFieldIsWrittenWithTheLow16BitsOfItsLength) {
+  const std::string characters(65541, 'x');
+  StringProperty text(0x10800005, "text", RW, characters);
+  ExactBlock block(7 + characters.size());
+  EXPECT_EQ(text.serialize(block.data(), 7 + 65541), 7 + 65541);
+  EXPECT_EQ(asText(block.view().substr(0, 8)), "10 80 00 05 09 00 05 78");
+  EXPECT_EQ(block.view().substr(7), characters);
+}
+
 TEST(PropertyEdges, OneByteOfAMacAddressReplacesTheFirstAlone) {
   unsigned char start[6] = {0x00, 0x1A, 0x2B, 0x3C, 0x4D, 0x5E};
   MacAddressProperty property(5, "mac", RW, start, false);
