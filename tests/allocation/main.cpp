@@ -295,7 +295,7 @@ std::vector<std::size_t> blocksToRefuse(bool all) {
   static std::map<std::uint64_t, unsigned int> testsWith;
   std::vector<std::size_t> numbers;
   const std::size_t count = std::min(report->counted, MOST_BLOCKS);
-  const auto isKnown = [](std::uint64_t chain) { return testsWith[chain] == TESTS_OF_A_CHAIN; };
+  const auto isKnown = [](std::uint64_t chain) { return testsWith[chain] >= TESTS_OF_A_CHAIN; };
   std::set<std::uint64_t> met;
   for (std::size_t i = 0; i < count; ++i) {
     if (all || (met.insert(report->chains[i]).second && !isKnown(report->chains[i]))) numbers.push_back(i);
@@ -304,13 +304,14 @@ std::vector<std::size_t> blocksToRefuse(bool all) {
   for (std::size_t i = count; i > 0 && !all; --i) {
     if (met.insert(report->chains[i - 1]).second && !isKnown(report->chains[i - 1])) numbers.push_back(i - 1);
   }
-  for (const std::uint64_t chain : met) {
-    if (!isKnown(chain)) ++testsWith[chain];
-  }
   std::sort(numbers.begin(), numbers.end());
   numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
   if (!all && report->counted > MANY) thinOut(numbers, FEW);
   thinOut(numbers, (all ? costOfAll : COST_OF_SOME) / std::max<std::size_t>(report->counted, 1) + 1);
+  std::set<std::uint64_t> refused;  // a chain that was thinned out has not had its test
+  for (const std::size_t number : numbers) {
+    if (refused.insert(report->chains[number]).second) ++testsWith[report->chains[number]];
+  }
   return numbers;
 }
 
